@@ -1,0 +1,53 @@
+#include "platform/system_log.h"
+
+#include <syslog.h>
+
+#include <atomic>
+#include <iostream>
+#include <mutex>
+
+namespace fp {
+namespace {
+
+std::atomic<bool> mirror{false};
+std::mutex sinkMutex;
+SystemLog::Sink sink;
+
+int syslogPriority(LogLevel level) {
+  switch (level) {
+    case LogLevel::debug:
+      return LOG_DEBUG;
+    case LogLevel::info:
+      return LOG_INFO;
+    case LogLevel::error:
+      return LOG_ERR;
+  }
+  return LOG_INFO;
+}
+
+void openSyslogOnce() {
+  static std::once_flag opened;
+  std::call_once(opened, [] { openlog("eu.vantrel.drive", LOG_PID, LOG_USER); });
+}
+
+}  // namespace
+
+void Logger::log(LogLevel level, const std::string& message) const {
+  const std::string line = "[" + category_ + "] " + message;
+  openSyslogOnce();
+  syslog(syslogPriority(level), "%s", line.c_str());
+  if (mirror.load()) std::clog << subsystem_ << " " << line << std::endl;
+  std::lock_guard lock(sinkMutex);
+  if (sink) sink(level, line);
+}
+
+void SystemLog::setMirrorToStderr(bool enabled) {
+  mirror.store(enabled);
+}
+
+void SystemLog::setSink(Sink newSink) {
+  std::lock_guard lock(sinkMutex);
+  sink = std::move(newSink);
+}
+
+}  // namespace fp

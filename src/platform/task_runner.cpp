@@ -1,0 +1,62 @@
+#include "platform/task_runner.h"
+
+#include "platform/system_log.h"
+
+namespace fp {
+
+TaskRunner::~TaskRunner() {
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  wake_.notify_all();
+  for (auto& worker : workers_)
+    worker.join();
+}
+
+TaskRunner& TaskRunner::shared() {
+  static TaskRunner runner;
+  return runner;
+}
+
+void TaskRunner::post(std::function<void()> task) {
+  std::lock_guard lock(mutex_);
+  queue_.push_back(std::move(task));
+  if (waiting_ >= queue_.size()) {
+    wake_.notify_one();
+  } else {
+    workers_.emplace_back([this] { work(); });
+  }
+}
+
+void TaskRunner::waitIdle() {
+  std::unique_lock lock(mutex_);
+  idle_.wait(lock, [this] { return queue_.empty() && busy_ == 0; });
+}
+
+void TaskRunner::work() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    ++waiting_;
+    wake_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+    --waiting_;
+    if (queue_.empty()) return;  // stopping
+    auto task = std::move(queue_.front());
+    queue_.pop_front();
+    ++busy_;
+    lock.unlock();
+    try {
+      task();
+    } catch (const std::exception& e) {
+      Logger("eu.vantrel.drive", "tasks").error(std::string("task failed: ") + e.what());
+    } catch (...) {
+      Logger("eu.vantrel.drive", "tasks").error("task failed");
+    }
+    task = nullptr;
+    lock.lock();
+    --busy_;
+    if (queue_.empty() && busy_ == 0) idle_.notify_all();
+  }
+}
+
+}  // namespace fp

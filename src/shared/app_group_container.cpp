@@ -1,0 +1,18 @@
+#include "shared/app_group_container.h"
+
+#include "platform/environment.h"
+
+namespace drive {
+
+std::filesystem::path appGroupContainerURL() {
+  const auto environment = fp::Environment::current();
+  if (environment->appGroupContainer) return *environment->appGroupContainer;
+  return environment->homeDirectory / "Library" / "Group Containers" / "group.eu.vantrel.drive";
+}
+
+void createAppGroupContainer() {
+  std::error_code ignored;
+  std::filesystem::create_directories(appGroupContainerURL(), ignored);
+}
+
+}  // namespace drive

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace drive {
+
+// Replaces `target` whole: a temporary file in the same directory, fsync, rename, fsync of
+// the directory. Readers never see a half-written file. False on any failure (the target
+// is then untouched).
+bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+
+// The whole file, or nullopt when it cannot be read.
+std::optional<std::string> readWholeFile(const std::filesystem::path& path);
+
+}  // namespace drive
