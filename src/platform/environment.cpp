@@ -16,11 +16,15 @@ std::optional<std::filesystem::path> envPath(const char* name) {
   return std::filesystem::path(value);
 }
 
-std::optional<std::filesystem::path> defaultContainer(const std::filesystem::path& home) {
+std::filesystem::path defaultDataHome(const std::filesystem::path& home) {
+  if (auto dataHome = envPath("XDG_DATA_HOME")) return *dataHome;
+  return home.empty() ? std::filesystem::path() : home / ".local" / "share";
+}
+
+std::optional<std::filesystem::path> defaultContainer(const std::filesystem::path& dataHome) {
   if (auto explicitDir = envPath("PRALODRIVE_CONTAINER")) return explicitDir;
-  if (auto dataHome = envPath("XDG_DATA_HOME")) return *dataHome / "pralodrive" / kAppGroup;
-  if (home.empty()) return std::nullopt;
-  return home / ".local" / "share" / "pralodrive" / kAppGroup;
+  if (dataHome.empty()) return std::nullopt;
+  return dataHome / "pralodrive" / kAppGroup;
 }
 
 std::mutex environmentMutex;
@@ -59,7 +63,8 @@ Environment Environment::defaults() {
   environment.webBaseURL = "https://app.vantrel.eu";
   environment.companionBaseURL = "http://127.0.0.1:17892";
   environment.homeDirectory = envPath("HOME").value_or(std::filesystem::path());
-  environment.appGroupContainer = defaultContainer(environment.homeDirectory);
+  environment.dataHome = defaultDataHome(environment.homeDirectory);
+  environment.appGroupContainer = defaultContainer(environment.dataHome);
   std::error_code error;
   environment.temporaryDirectory = std::filesystem::temp_directory_path(error);
   if (error) environment.temporaryDirectory = "/tmp";

@@ -39,6 +39,8 @@ struct Environment {
   // The app-group container; none when the platform gives none.
   std::optional<std::filesystem::path> appGroupContainer;
   std::filesystem::path homeDirectory;
+  // ${XDG_DATA_HOME:-$HOME/.local/share}: where the keychain stand-in keeps its items.
+  std::filesystem::path dataHome;
   std::filesystem::path temporaryDirectory;
   PlatformVersion platformVersion;
   std::shared_ptr<Clock> clock;

@@ -1,0 +1,248 @@
+#include "platform/url_session.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <mutex>
+
+#include "platform/platform_error.h"
+
+namespace fp {
+namespace {
+
+void initializeCurlOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+PlatformError transportError(CURLcode code) {
+  long platformCode = URLErrorCode::networkConnectionLost;
+  std::string text = "The network connection was lost.";
+  switch (code) {
+    case CURLE_OPERATION_TIMEDOUT:
+      platformCode = URLErrorCode::timedOut;
+      text = "The request timed out.";
+      break;
+    case CURLE_COULDNT_CONNECT:
+      platformCode = URLErrorCode::cannotConnectToHost;
+      text = "Could not connect to the server.";
+      break;
+    case CURLE_COULDNT_RESOLVE_HOST:
+      platformCode = -1003;
+      text = "A server with the specified hostname could not be found.";
+      break;
+    case CURLE_URL_MALFORMAT:
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      platformCode = URLErrorCode::badURL;
+      text = "unsupported URL";
+      break;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CACERT_BADFILE:
+      platformCode = -1200;
+      text = "An SSL error has occurred and a secure connection to the server cannot be made.";
+      break;
+    case CURLE_READ_ERROR:
+      platformCode = -1;
+      text = "The file to upload could not be read.";
+      break;
+    default:
+      break;
+  }
+  return PlatformError::withDescription(NSURLErrorDomain, platformCode, text);
+}
+
+struct Transfer {
+  CURL* handle = nullptr;
+  std::string body;
+  HTTPURLResponse response;
+  bool reserved = false;
+};
+
+size_t writeBody(char* data, size_t size, size_t count, void* user) {
+  auto* transfer = static_cast<Transfer*>(user);
+  if (!transfer->reserved) {
+    // Grow once from Content-Length instead of doubling through a large answer.
+    curl_off_t length = -1;
+    curl_easy_getinfo(transfer->handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    if (length > 0) transfer->body.reserve(static_cast<size_t>(length));
+    transfer->reserved = true;
+  }
+  transfer->body.append(data, size * count);
+  return size * count;
+}
+
+size_t readHeader(char* data, size_t size, size_t count, void* user) {
+  auto* transfer = static_cast<Transfer*>(user);
+  std::string line(data, size * count);
+  if (line.starts_with("HTTP/")) transfer->response.headers.clear();  // a new response
+  const auto colon = line.find(':');
+  if (colon != std::string::npos) {
+    std::string name = line.substr(0, colon);
+    std::transform(name.begin(), name.end(), name.begin(), ::tolower);
+    const auto start = line.find_first_not_of(" \t", colon + 1);
+    const auto end = line.find_last_not_of("\r\n \t");
+    transfer->response.headers[name] =
+        start == std::string::npos || end < start ? "" : line.substr(start, end - start + 1);
+  }
+  return size * count;
+}
+
+size_t readFile(char* buffer, size_t size, size_t count, void* user) {
+  auto* file = static_cast<std::FILE*>(user);
+  const size_t read = std::fread(buffer, 1, size * count, file);
+  return read == 0 && std::ferror(file) ? CURL_READFUNC_ABORT : read;
+}
+
+struct FileCloser {
+  void operator()(std::FILE* file) const {
+    if (file) std::fclose(file);
+  }
+};
+
+struct HeaderList {
+  curl_slist* list = nullptr;
+  ~HeaderList() { curl_slist_free_all(list); }
+  void add(const std::string& line) { list = curl_slist_append(list, line.c_str()); }
+};
+
+}  // namespace
+
+// Connections and DNS answers shared by every thread's handle, each kind under its own lock.
+struct URLSession::Shared {
+  CURLSH* share = nullptr;
+  std::array<std::mutex, CURL_LOCK_DATA_LAST> locks;
+  std::mutex handlesMutex;
+  std::vector<CURL*> idleHandles;
+
+  Shared() {
+    share = curl_share_init();
+    curl_share_setopt(share, CURLSHOPT_USERDATA, this);
+    curl_share_setopt(share, CURLSHOPT_LOCKFUNC, lock);
+    curl_share_setopt(share, CURLSHOPT_UNLOCKFUNC, unlock);
+    curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+  }
+  ~Shared() {
+    for (CURL* handle : idleHandles) curl_easy_cleanup(handle);
+    curl_share_cleanup(share);
+  }
+  static void lock(CURL*, curl_lock_data data, curl_lock_access, void* user) {
+    static_cast<Shared*>(user)->locks[data].lock();
+  }
+  static void unlock(CURL*, curl_lock_data data, void* user) {
+    static_cast<Shared*>(user)->locks[data].unlock();
+  }
+  CURL* take() {
+    std::lock_guard guard(handlesMutex);
+    if (idleHandles.empty()) return curl_easy_init();
+    CURL* handle = idleHandles.back();
+    idleHandles.pop_back();
+    curl_easy_reset(handle);
+    return handle;
+  }
+  void give(CURL* handle) {
+    std::lock_guard guard(handlesMutex);
+    idleHandles.push_back(handle);
+  }
+};
+
+URLSession::URLSession(Configuration configuration)
+    : configuration_(configuration), shared_((initializeCurlOnce(), std::make_unique<Shared>())) {}
+
+URLSession::~URLSession() = default;
+
+URLSession& URLSession::shared() {
+  static URLSession session(Configuration{});
+  return session;
+}
+
+URLResponse URLSession::send(const URLRequest& request) {
+  Transfer transfer;
+  transfer.handle = shared_->take();
+  struct Return {
+    Shared& shared;
+    CURL* handle;
+    ~Return() { shared.give(handle); }
+  } giveBack{*shared_, transfer.handle};
+  CURL* curl = transfer.handle;
+
+  HeaderList headers;
+  for (const auto& [name, value] : request.headers) headers.add(name + ": " + value);
+  headers.add("Expect:");  // no 100-continue round trip before uploads
+
+  std::unique_ptr<std::FILE, FileCloser> file;
+  if (request.bodyFile) {
+    file.reset(std::fopen(request.bodyFile->c_str(), "rb"));
+    if (!file) {
+      throw PlatformError::withDescription(NSCocoaErrorDomain, 260,
+                                           "The file to upload could not be opened.");
+    }
+    std::error_code error;
+    const auto size = std::filesystem::file_size(*request.bodyFile, error);
+    curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
+    curl_easy_setopt(curl, CURLOPT_READFUNCTION, readFile);
+    curl_easy_setopt(curl, CURLOPT_READDATA, file.get());
+    curl_easy_setopt(curl, CURLOPT_INFILESIZE_LARGE, error ? curl_off_t{-1} : curl_off_t(size));
+  } else if (request.body) {
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(request.body->size()));
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body->data());
+  }
+
+  const auto idle = std::max(request.timeout, std::chrono::milliseconds(1));
+  const auto idleSeconds = std::max<long>(1, static_cast<long>((idle.count() + 999) / 1000));
+  curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
+  curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+  curl_easy_setopt(curl, CURLOPT_NOBODY, request.method == "HEAD" ? 1L : 0L);
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.list);
+  curl_easy_setopt(curl, CURLOPT_SHARE, shared_->share);
+  curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
+  curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, long(idle.count()));
+  curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+  curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, idleSeconds);
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(configuration_.resourceTimeout.count()));
+  curl_easy_setopt(curl, CURLOPT_TCP_NODELAY, 1L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, writeBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, readHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &transfer);
+
+  const CURLcode result = curl_easy_perform(curl);
+  if (result != CURLE_OK) throw transportError(result);
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &transfer.response.statusCode);
+  return URLResponse{std::move(transfer.response), std::move(transfer.body)};
+}
+
+bool isPlainHTTPURL(const std::string& url) {
+  initializeCurlOnce();
+  for (unsigned char c : url) {
+    if (c <= 0x20 || c == 0x7f || c == '#' || c == '?' || c == '\\') return false;
+  }
+  CURLU* parsed = curl_url();
+  bool plain = curl_url_set(parsed, CURLUPART_URL, url.c_str(), CURLU_PATH_AS_IS) == CURLUE_OK;
+  char* scheme = nullptr;
+  char* path = nullptr;
+  if (plain && curl_url_get(parsed, CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK &&
+      curl_url_get(parsed, CURLUPART_PATH, &path, 0) == CURLUE_OK) {
+    const std::string schemeText = scheme;
+    const std::string pathText = path;
+    plain = (schemeText == "http" || schemeText == "https") &&
+            pathText.find("/./") == std::string::npos &&
+            pathText.find("/../") == std::string::npos && !pathText.ends_with("/.") &&
+            !pathText.ends_with("/..");
+  } else {
+    plain = false;
+  }
+  curl_free(scheme);
+  curl_free(path);
+  curl_url_cleanup(parsed);
+  return plain;
+}
+
+}  // namespace fp
