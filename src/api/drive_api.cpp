@@ -26,9 +26,11 @@ bool isValidUTF8(const std::string& text) {
   std::size_t index = 0;
   while (index < text.size()) {
     const auto lead = static_cast<unsigned char>(text[index]);
-    const std::size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3
-                               : (lead >> 3) == 0x1E                ? 4
-                                                                    : 0;
+    const std::size_t length = lead < 0x80           ? 1
+                               : (lead >> 5) == 0x6  ? 2
+                               : (lead >> 4) == 0xE  ? 3
+                               : (lead >> 3) == 0x1E ? 4
+                                                     : 0;
     if (length == 0 || index + length > text.size()) return false;
     for (std::size_t next = 1; next < length; ++next) {
       if ((static_cast<unsigned char>(text[index + next]) & 0xC0) != 0x80) return false;
@@ -57,7 +59,8 @@ DriveAPI& DriveAPI::shared() {
 
 std::string DriveAPI::requestURL(const std::string& path) const {
   std::string base = fp::Environment::current()->apiBaseURL;
-  while (base.ends_with("/")) base.pop_back();
+  while (base.ends_with("/"))
+    base.pop_back();
   const std::string url = base + (path.starts_with("/") ? "" : "/") + path;
   if (!fp::isPlainHTTPURL(url)) {
     throw fp::PlatformError::withDescription(
@@ -120,8 +123,8 @@ std::optional<DriveSession> DriveAPI::validSession(bool forceRefresh) {
     const auto now = fp::Date(fp::Environment::current()->clock->now());
     if (expiry && *expiry - now > kRefreshMargin) return session;
   }
-  const auto issued =
-      decodeBody<IssuedAppToken>(perform("/me/apps/tokens/refresh", "POST", Body{}, session->token));
+  const auto issued = decodeBody<IssuedAppToken>(
+      perform("/me/apps/tokens/refresh", "POST", Body{}, session->token));
   DriveSession renewed = *session;
   renewed.token = issued.token;
   renewed.tokenId = issued.id;
@@ -202,8 +205,10 @@ std::optional<std::string> DriveAPI::emailFromToken(const std::string& token) {
   }
   if (pieces.size() < 2) return std::nullopt;
   std::string payload = pieces[1];
-  for (char& c : payload) c = c == '-' ? '+' : c == '_' ? '/' : c;
-  while (payload.size() % 4 != 0) payload += '=';
+  for (char& c : payload)
+    c = c == '-' ? '+' : c == '_' ? '/' : c;
+  while (payload.size() % 4 != 0)
+    payload += '=';
   const auto decoded = fp::base64Decode(payload);
   if (!decoded) return std::nullopt;
   const auto json = nlohmann::json::parse(*decoded, nullptr, false);

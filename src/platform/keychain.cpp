@@ -19,9 +19,9 @@ std::filesystem::path keychainDirectory() {
 }
 
 std::filesystem::path itemPath(const KeychainQuery& query) {
-  return keychainDirectory() / (query.service + "@" + query.account + "@" +
-                                query.accessGroup.value_or("none") + "@" +
-                                (query.dataProtection ? "dp" : "legacy"));
+  return keychainDirectory() /
+         (query.service + "@" + query.account + "@" + query.accessGroup.value_or("none") + "@" +
+          (query.dataProtection ? "dp" : "legacy"));
 }
 
 bool ensureDirectory() {
@@ -50,8 +50,8 @@ OSStatus SecItemAdd(const KeychainQuery& query, const std::string& data) {
   const auto temporary = path.string() + ".new";
   const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (fd < 0) return errSecIO;
-  const bool written = ::write(fd, data.data(), data.size()) == ssize_t(data.size()) &&
-                       ::fsync(fd) == 0;
+  const bool written =
+      ::write(fd, data.data(), data.size()) == ssize_t(data.size()) && ::fsync(fd) == 0;
   ::close(fd);
   if (!written) {
     ::unlink(temporary.c_str());

@@ -128,7 +128,8 @@ struct URLSession::Shared {
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
   }
   ~Shared() {
-    for (CURL* handle : idleHandles) curl_easy_cleanup(handle);
+    for (CURL* handle : idleHandles)
+      curl_easy_cleanup(handle);
     curl_share_cleanup(share);
   }
   static void lock(CURL*, curl_lock_data data, curl_lock_access, void* user) {
@@ -172,7 +173,8 @@ URLResponse URLSession::send(const URLRequest& request) {
   CURL* curl = transfer.handle;
 
   HeaderList headers;
-  for (const auto& [name, value] : request.headers) headers.add(name + ": " + value);
+  for (const auto& [name, value] : request.headers)
+    headers.add(name + ": " + value);
   headers.add("Expect:");  // no 100-continue round trip before uploads
 
   std::unique_ptr<std::FILE, FileCloser> file;

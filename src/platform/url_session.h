@@ -39,7 +39,7 @@ struct URLResponse {
 class URLSession {
  public:
   struct Configuration {
-    std::chrono::milliseconds requestTimeout{60000};   // idle time, per request
+    std::chrono::milliseconds requestTimeout{60000};       // idle time, per request
     std::chrono::milliseconds resourceTimeout{604800000};  // whole transfer
   };
 

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/uniform_type.h"
+
+namespace fp {
+
+// Stand-in for the platform's type registry: a built-in table of common file-name
+// extensions, plus the two document types the app declares. Unknown extensions have no type.
+namespace TypeRegistry {
+// The type declared for an extension (compared case-insensitively) that conforms to
+// `supertype`; nullopt when none is known.
+std::optional<UniformType> typeForFilenameExtension(
+    std::string_view extension, const UniformType& supertype = UniformType::data());
+// The type for a file name's extension (text after the last "."), if it has one.
+std::optional<UniformType> typeForFilename(std::string_view filename);
+bool conformsTo(const UniformType& type, const UniformType& supertype);
+}  // namespace TypeRegistry
+
+}  // namespace fp
