@@ -200,7 +200,7 @@ std::shared_ptr<fp::Progress> FileProviderExtension::performActionWithIdentifier
     std::optional<CompanionCommand> followUp;
     try {
       trace("menu " + action + " " + joined(itemIdentifiers, ","));
-      followUp = require(bodies->action, "Finder actions")(action, itemIdentifiers);
+      followUp = require(bodies->action, "Running Finder actions")(action, itemIdentifiers);
     } catch (...) {
       reply->fail(mapToPlatformError(std::current_exception()));
       return;

@@ -1,0 +1,78 @@
+#include "item_json.h"
+
+#include <cctype>
+
+namespace drive::cli {
+namespace {
+
+std::string text(const fp::Bytes& bytes) {
+  return std::string(bytes.begin(), bytes.end());
+}
+
+}  // namespace
+
+Json itemJson(const fp::Item& item) {
+  Json json;
+  json["itemIdentifier"] = item.itemIdentifier();
+  json["parentItemIdentifier"] = item.parentItemIdentifier();
+  json["filename"] = item.filename();
+  json["contentType"] = item.contentType().identifier();
+  const auto version = item.itemVersion();
+  json["contentVersion"] = text(version.contentVersion);
+  json["metadataVersion"] = text(version.metadataVersion);
+  json["capabilities"] = item.capabilities();
+  if (auto size = item.documentSize()) json["documentSize"] = *size;
+  if (auto date = item.contentModificationDate()) {
+    json["contentModificationDate"] = date->time_since_epoch().count();
+  }
+  if (auto date = item.creationDate()) json["creationDate"] = date->time_since_epoch().count();
+  json["isDownloaded"] = item.isDownloaded();
+  json["isMostRecentVersionDownloaded"] = item.isMostRecentVersionDownloaded();
+  json["isUploaded"] = item.isUploaded();
+  json["decorations"] = item.decorations();
+  json["userInfo"] = item.userInfo();
+  json["contentPolicy"] = static_cast<int>(item.contentPolicy());
+  return json;
+}
+
+Json errorJson(const std::string& domain, long code, const std::string& description) {
+  Json error;
+  error["domain"] = domain;
+  error["code"] = code;
+  error["description"] = description;
+  return Json{{"error", error}};
+}
+
+Json errorJson(const fp::PlatformError& error) {
+  return errorJson(error.domain(), error.code(), error.localizedDescription());
+}
+
+std::string hexString(const fp::Bytes& bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string hex;
+  hex.reserve(bytes.size() * 2);
+  for (auto byte : bytes) {
+    hex += digits[byte >> 4];
+    hex += digits[byte & 0xf];
+  }
+  return hex;
+}
+
+std::optional<fp::Bytes> bytesFromHex(const std::string& hex) {
+  if (hex.size() % 2 != 0) return std::nullopt;
+  fp::Bytes bytes;
+  for (std::size_t index = 0; index < hex.size(); index += 2) {
+    if (!std::isxdigit(static_cast<unsigned char>(hex[index])) ||
+        !std::isxdigit(static_cast<unsigned char>(hex[index + 1]))) {
+      return std::nullopt;
+    }
+    bytes.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(index, 2), nullptr, 16)));
+  }
+  return bytes;
+}
+
+std::string dumpLine(const Json& json) {
+  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace drive::cli

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "extension/file_provider_extension.h"
+#include "item_json.h"
+
+namespace drive::cli {
+
+// The result of one platform request: what to print, and the exit status (0 success,
+// 1 failed request, 2 usage error).
+struct Outcome {
+  Json json;
+  int status = 0;
+};
+
+Outcome usageError(const std::string& description);
+
+struct CreateRequest {
+  std::string parent;
+  std::string name;
+  std::optional<std::filesystem::path> file;
+  bool folder = false;
+  std::optional<std::string> type;
+  bool mayExist = false;
+};
+
+struct ModifyRequest {
+  std::string identifier;
+  std::optional<std::string> name;
+  std::optional<std::string> parent;
+  std::optional<std::filesystem::path> file;
+  fp::ItemFields extraFields = 0;
+};
+
+// Plays the operating system: each call makes exactly one platform request through the
+// extension and waits for its completion.
+class PlatformHost {
+ public:
+  explicit PlatformHost(fp::ReplicatedExtension& extension, fp::Enumerating& enumerating,
+                        fp::CustomAction& actions)
+      : extension_(extension), enumerating_(enumerating), actions_(actions) {}
+
+  Outcome item(const std::string& identifier);
+  Outcome list(const std::string& identifier);
+  Outcome changes(const std::string& identifier, const fp::SyncAnchor& anchor);
+  Outcome anchor(const std::string& identifier);
+  Outcome fetch(const std::string& identifier, const std::optional<std::string>& version,
+                const std::optional<std::filesystem::path>& copyTo);
+  Outcome create(const CreateRequest& request);
+  Outcome modify(const ModifyRequest& request);
+  Outcome remove(const std::string& identifier);
+  // Waits for the action's follow-up too, as the process's transaction does.
+  Outcome action(const std::string& action, const std::vector<std::string>& identifiers);
+
+ private:
+  fp::ReplicatedExtension& extension_;
+  fp::Enumerating& enumerating_;
+  fp::CustomAction& actions_;
+};
+
+}  // namespace drive::cli

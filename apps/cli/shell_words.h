@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace drive::cli {
+
+// Splits a line into words as a POSIX shell would: blanks separate, single quotes keep
+// everything, double quotes keep all but backslash escapes of \ " $ `, a backslash outside
+// quotes keeps the next character. Nullopt for an unterminated quote or a trailing backslash.
+std::optional<std::vector<std::string>> splitShellWords(const std::string& line);
+
+}  // namespace drive::cli
