@@ -60,6 +60,7 @@ Environment Environment::defaults() {
   environment.companionBaseURL = "http://127.0.0.1:17892";
   environment.homeDirectory = envPath("HOME").value_or(std::filesystem::path());
   environment.appGroupContainer = defaultContainer(environment.homeDirectory);
+  environment.configHome = envPath("XDG_CONFIG_HOME");
   std::error_code error;
   environment.temporaryDirectory = std::filesystem::temp_directory_path(error);
   if (error) environment.temporaryDirectory = "/tmp";

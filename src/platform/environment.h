@@ -39,6 +39,8 @@ struct Environment {
   // The app-group container; none when the platform gives none.
   std::optional<std::filesystem::path> appGroupContainer;
   std::filesystem::path homeDirectory;
+  // Where the standard user defaults live ($XDG_CONFIG_HOME); none: <home>/.config.
+  std::optional<std::filesystem::path> configHome;
   std::filesystem::path temporaryDirectory;
   PlatformVersion platformVersion;
   std::shared_ptr<Clock> clock;

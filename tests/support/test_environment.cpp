@@ -39,6 +39,7 @@ void DriveTest::SetUp() {
       std::chrono::system_clock::time_point(std::chrono::seconds(1794860240)));
   environment_ = fp::Environment::defaults();
   environment_.homeDirectory = root_ / "home";
+  environment_.configHome = root_ / "config";
   environment_.appGroupContainer = root_ / "container";
   environment_.temporaryDirectory = root_ / "tmp";
   std::filesystem::create_directories(environment_.temporaryDirectory);

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace fp {
+
+// Standard Base64 with padding, as the platform's data encoding uses it.
+namespace Base64 {
+std::string encode(std::string_view bytes);
+// None when `text` is not padded Base64.
+std::optional<std::string> decode(std::string_view text);
+}  // namespace Base64
+
+}  // namespace fp
