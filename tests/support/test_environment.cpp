@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "platform/task_runner.h"
+#include "shared/disk_state.h"
 
 namespace drive::testing {
 
@@ -45,6 +46,7 @@ void DriveTest::SetUp() {
   std::filesystem::create_directories(environment_.temporaryDirectory);
   environment_.clock = clock_;
   fp::Environment::install(environment_);
+  DriveDiskState::resetCacheForTesting();
 }
 
 void DriveTest::TearDown() {
