@@ -22,12 +22,5 @@ TEST_F(AtomicFileTest, AFailedWriteLeavesTargetAndDirectoryAsTheyWere) {
   EXPECT_EQ(fp::readWholeFile(root() / "missing" / "target"), std::nullopt);
 }
 
-TEST_F(AtomicFileTest, WritesReadableFilesWholly) {
-  const auto target = root() / "file";
-  ASSERT_TRUE(fp::writeFileAtomically(target, std::string("\0bytes", 6)));
-  EXPECT_EQ(fp::readWholeFile(target), std::string("\0bytes", 6));
-  EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms(0644));
-}
-
 }  // namespace
 }  // namespace drive

@@ -50,6 +50,8 @@ TEST_F(AtomicReplacementTest, SharedFilesAreReplacedNeverRewrittenInPlace) {
     EXPECT_TRUE(watch.replaced()) << writer.file;
     EXPECT_EQ(watch.original(), writer.before) << writer.file;
     EXPECT_NE(testing::readText(target), writer.before) << writer.file;
+    // Readable by a companion app, unlike a bare temporary file.
+    EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms(0644));
     for (const auto& entry : std::filesystem::directory_iterator(target.parent_path())) {
       EXPECT_NE(entry.path().filename().string().front(), '.') << "left behind: " << entry.path();
     }
