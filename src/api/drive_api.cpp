@@ -209,15 +209,13 @@ std::optional<std::string> DriveAPI::emailFromToken(const std::string& token) {
     c = c == '-' ? '+' : c == '_' ? '/' : c;
   while (payload.size() % 4 != 0)
     payload += '=';
-  const auto decoded = fp::base64Decode(payload);
+  const auto decoded = fp::Base64::decode(payload);
   if (!decoded) return std::nullopt;
   const auto json = nlohmann::json::parse(*decoded, nullptr, false);
   if (!json.is_object()) return std::nullopt;
   for (const char* key : {"email", "username"}) {
-    auto found = json.find(key);
-    if (found != json.end() && found->is_string() && !found->get<std::string>().empty()) {
-      return found->get<std::string>();
-    }
+    const auto value = json.value(key, nlohmann::json());
+    if (value.is_string() && !value.get<std::string>().empty()) return value.get<std::string>();
   }
   return std::nullopt;
 }

@@ -6,9 +6,11 @@
 
 namespace fp {
 
-// Standard Base64 with padding, as the platform's data encoding.
-std::string base64Encode(std::string_view bytes);
-// Nullopt for anything that is not well-formed standard Base64.
-std::optional<std::string> base64Decode(std::string_view text);
+// Standard Base64 with padding, as the platform's data encoding uses it.
+namespace Base64 {
+std::string encode(std::string_view bytes);
+// None when `text` is not padded Base64.
+std::optional<std::string> decode(std::string_view text);
+}  // namespace Base64
 
 }  // namespace fp

@@ -65,6 +65,7 @@ Environment Environment::defaults() {
   environment.homeDirectory = envPath("HOME").value_or(std::filesystem::path());
   environment.dataHome = defaultDataHome(environment.homeDirectory);
   environment.appGroupContainer = defaultContainer(environment.dataHome);
+  environment.configHome = envPath("XDG_CONFIG_HOME");
   std::error_code error;
   environment.temporaryDirectory = std::filesystem::temp_directory_path(error);
   if (error) environment.temporaryDirectory = "/tmp";

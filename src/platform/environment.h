@@ -41,6 +41,8 @@ struct Environment {
   std::filesystem::path homeDirectory;
   // ${XDG_DATA_HOME:-$HOME/.local/share}: where the keychain stand-in keeps its items.
   std::filesystem::path dataHome;
+  // Where the standard user defaults live ($XDG_CONFIG_HOME); none: <home>/.config.
+  std::optional<std::filesystem::path> configHome;
   std::filesystem::path temporaryDirectory;
   PlatformVersion platformVersion;
   std::shared_ptr<Clock> clock;

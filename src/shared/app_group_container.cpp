@@ -7,12 +7,16 @@ namespace drive {
 std::filesystem::path appGroupContainerURL() {
   const auto environment = fp::Environment::current();
   if (environment->appGroupContainer) return *environment->appGroupContainer;
-  return environment->homeDirectory / "Library" / "Group Containers" / "group.eu.vantrel.drive";
+  return environment->homeDirectory / "Library" / "Group Containers" / kAppGroupIdentifier;
 }
 
 void createAppGroupContainer() {
   std::error_code ignored;
   std::filesystem::create_directories(appGroupContainerURL(), ignored);
+}
+
+fp::UserDefaults appGroupDefaults() {
+  return fp::UserDefaults::suite(kAppGroupIdentifier).value_or(fp::UserDefaults::standard());
 }
 
 }  // namespace drive

@@ -7,10 +7,10 @@
 
 #include "api/drive_api_error.h"
 #include "changes/drive_sync_error.h"
+#include "platform/atomic_file.h"
 #include "platform/reply_once.h"
 #include "platform/task_runner.h"
 #include "platform/xpc_transaction.h"
-#include "shared/atomic_file.h"
 #include "test_environment.h"
 
 namespace drive {
@@ -41,7 +41,7 @@ class FileProviderExtensionTest : public testing::DriveTest {
   }
   std::string traceLog() {
     fp::TaskRunner::shared().waitIdle();
-    return readWholeFile(container() / "drive-trace.log").value_or("");
+    return fp::readWholeFile(container() / "drive-trace.log").value_or("");
   }
 };
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "platform/task_runner.h"
+#include "shared/disk_state.h"
 
 namespace drive::testing {
 
@@ -40,11 +41,13 @@ void DriveTest::SetUp() {
   environment_ = fp::Environment::defaults();
   environment_.homeDirectory = root_ / "home";
   environment_.dataHome = root_ / "data";
+  environment_.configHome = root_ / "config";
   environment_.appGroupContainer = root_ / "container";
   environment_.temporaryDirectory = root_ / "tmp";
   std::filesystem::create_directories(environment_.temporaryDirectory);
   environment_.clock = clock_;
   fp::Environment::install(environment_);
+  DriveDiskState::resetCacheForTesting();
 }
 
 void DriveTest::TearDown() {

@@ -25,7 +25,8 @@ class FakeClock : public fp::Clock {
   std::vector<std::chrono::nanoseconds> sleeps_;
 };
 
-// A fresh environment per test: its own temporary home and container, a fake clock.
+// A fresh environment per test: its own temporary home, configuration directory and
+// container, a fake clock, and the process-wide caches forgotten.
 class DriveTest : public ::testing::Test {
  protected:
   void SetUp() override;

@@ -1,4 +1,4 @@
-#include "shared/atomic_file.h"
+#include "platform/atomic_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace drive {
+namespace fp {
 namespace {
 
 bool writeAll(int fd, std::string_view bytes) {
@@ -33,7 +33,8 @@ void syncDirectory(const std::filesystem::path& directory) {
 bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes) {
   const auto directory = target.has_parent_path() ? target.parent_path() : ".";
   std::string pattern = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(pattern.data());
+  // Close-on-exec: a host may spawn processes while a write is under way.
+  const int fd = ::mkostemp(pattern.data(), O_CLOEXEC);
   if (fd < 0) return false;
   const bool written = writeAll(fd, bytes) && ::fchmod(fd, 0644) == 0 && ::fsync(fd) == 0;
   const bool closed = ::close(fd) == 0;
@@ -54,4 +55,4 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
   return std::move(contents).str();
 }
 
-}  // namespace drive
+}  // namespace fp

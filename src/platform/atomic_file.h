@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace drive {
+namespace fp {
 
 // Replaces `target` whole: a temporary file in the same directory, fsync, rename, fsync of
 // the directory. Readers never see a half-written file. False on any failure (the target
@@ -15,4 +15,4 @@ bool writeFileAtomically(const std::filesystem::path& target, std::string_view b
 // The whole file, or nullopt when it cannot be read.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);
 
-}  // namespace drive
+}  // namespace fp

@@ -1,0 +1,92 @@
+#include "platform/user_defaults.h"
+
+#include <algorithm>
+
+#include "platform/base64.h"
+#include "platform/environment.h"
+#include "platform/file_lock.h"
+#include "platform/json_file.h"
+
+namespace fp {
+namespace {
+
+constexpr const char* kDataKey = "data";
+
+std::filesystem::path configHome(const Environment& environment) {
+  if (environment.configHome) return *environment.configHome;
+  if (environment.homeDirectory.empty()) return {};
+  return environment.homeDirectory / ".config";
+}
+
+}  // namespace
+
+std::optional<UserDefaults> UserDefaults::suite(const std::string& name) {
+  const auto container = Environment::current()->appGroupContainer;
+  if (!container) return std::nullopt;
+  return UserDefaults(*container / "Library" / "Preferences" / (name + ".json"));
+}
+
+UserDefaults UserDefaults::standard() {
+  const auto home = configHome(*Environment::current());
+  return UserDefaults(home.empty() ? home : home / "pralodrive" / "defaults.json");
+}
+
+std::optional<nlohmann::json> UserDefaults::objectForKey(const std::string& key) const {
+  const auto object = contents();
+  const auto found = object.find(key);
+  if (found == object.end()) return std::nullopt;
+  return *found;
+}
+
+std::optional<std::vector<std::string>> UserDefaults::stringArrayForKey(
+    const std::string& key) const {
+  return stringArrayValue(objectForKey(key));
+}
+
+std::optional<std::string> UserDefaults::dataForKey(const std::string& key) const {
+  const auto value = objectForKey(key);
+  if (!value || !value->is_object() || value->size() != 1) return std::nullopt;
+  const auto encoded = value->find(kDataKey);
+  if (encoded == value->end() || !encoded->is_string()) return std::nullopt;
+  return Base64::decode(encoded->get<std::string>());
+}
+
+void UserDefaults::setObject(const nlohmann::json& value, const std::string& key) const {
+  change([&](nlohmann::json& object) { object[key] = value; });
+}
+
+void UserDefaults::setData(std::string_view bytes, const std::string& key) const {
+  setObject(nlohmann::json{{kDataKey, Base64::encode(bytes)}}, key);
+}
+
+void UserDefaults::removeObjectForKey(const std::string& key) const {
+  change([&](nlohmann::json& object) { object.erase(key); });
+}
+
+nlohmann::json UserDefaults::contents() const {
+  auto value = readJSONFile(file_);
+  if (!value || !value->is_object()) return nlohmann::json::object();
+  return std::move(*value);
+}
+
+void UserDefaults::change(const std::function<void(nlohmann::json&)>& edit) const {
+  if (file_.empty()) return;
+  std::error_code ignored;
+  std::filesystem::create_directories(file_.parent_path(), ignored);
+  auto lockFile = file_;
+  FileLock lock(lockFile.replace_extension(".lock"));
+  auto object = contents();
+  edit(object);
+  writeJSONFile(file_, object);
+}
+
+std::optional<std::vector<std::string>> stringArrayValue(
+    const std::optional<nlohmann::json>& value) {
+  if (!value || !value->is_array()) return std::nullopt;
+  const bool allStrings = std::all_of(value->begin(), value->end(),
+                                      [](const auto& entry) { return entry.is_string(); });
+  if (!allStrings) return std::nullopt;
+  return value->get<std::vector<std::string>>();
+}
+
+}  // namespace fp

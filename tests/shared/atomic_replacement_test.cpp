@@ -1,0 +1,62 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "shared/app_group_container.h"
+#include "shared/disk_state.h"
+#include "shared/listing_ack.h"
+#include "shared/remote_items.h"
+#include "shared/remote_refresh.h"
+#include "shared/sync_activity.h"
+#include "test_environment.h"
+#include "test_files.h"
+
+namespace drive {
+namespace {
+
+struct Writer {
+  std::string file;  // relative to the container
+  std::string before;
+  std::function<void()> write;
+};
+
+std::vector<Writer> writers() {
+  return {
+      {"drive-local-state.json", R"({"materialized":[],"pinned":[],"revision":0})",
+       [] { DriveDiskState::update([](auto& state) { return state.pinned.insert("a").second; }); }},
+      {"drive-remote-refresh.json", R"({"generation":1,"pending":["a"]})",
+       [] { DriveRemoteRefresh::clearPending("a"); }},
+      {"drive-remote-items.json", R"({"updates":["a"],"deletes":[]})",
+       [] { DriveRemoteItems::removePublished({"a"}); }},
+      {"drive-listing-ack.json", R"({"revision":0,"token":"","containers":[]})",
+       [] { DriveListingAck::acknowledge("root", 0, ""); }},
+      {"drive-sync-activity.json", R"({"active":[],"recent":[]})",
+       [] { DriveSyncActivity::begin("a", "A", DriveSyncActivity::Direction::upload); }},
+      {"Library/Preferences/group.eu.vantrel.drive.json", "{}",
+       [] { appGroupDefaults().setObject(1, "k"); }},
+  };
+}
+
+using AtomicReplacementTest = testing::DriveTest;
+
+// The old inode keeping its bytes shows that the target was never opened for writing: a crash
+// before the rename leaves the previous file whole.
+TEST_F(AtomicReplacementTest, SharedFilesAreReplacedNeverRewrittenInPlace) {
+  for (const auto& writer : writers()) {
+    const auto target = container() / writer.file;
+    testing::writeText(target, writer.before);
+    testing::ReplacementWatch watch(target);
+    writer.write();
+    EXPECT_TRUE(watch.replaced()) << writer.file;
+    EXPECT_EQ(watch.original(), writer.before) << writer.file;
+    EXPECT_NE(testing::readText(target), writer.before) << writer.file;
+    // Readable by a companion app, unlike a bare temporary file.
+    EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms(0644));
+    for (const auto& entry : std::filesystem::directory_iterator(target.parent_path())) {
+      EXPECT_NE(entry.path().filename().string().front(), '.') << "left behind: " << entry.path();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace drive
