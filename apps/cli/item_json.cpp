@@ -2,6 +2,8 @@
 
 #include <cctype>
 
+#include "platform/sha256.h"
+
 namespace drive::cli {
 namespace {
 
@@ -48,14 +50,7 @@ Json errorJson(const fp::PlatformError& error) {
 }
 
 std::string hexString(const fp::Bytes& bytes) {
-  static const char digits[] = "0123456789abcdef";
-  std::string hex;
-  hex.reserve(bytes.size() * 2);
-  for (auto byte : bytes) {
-    hex += digits[byte >> 4];
-    hex += digits[byte & 0xf];
-  }
-  return hex;
+  return fp::lowerHex(bytes);
 }
 
 std::optional<fp::Bytes> bytesFromHex(const std::string& hex) {

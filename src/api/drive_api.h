@@ -49,6 +49,32 @@ class DriveAPI {
   // The "email" (else "username") of a dotted token's payload.
   static std::optional<std::string> emailFromToken(const std::string& token);
 
+  // Storage operations. Ids go into paths as issued; one that would leave its path segment
+  // is refused before anything is sent.
+  DriveListing listing(bool forceRefresh);
+  StorageNode node(const std::string& id);
+  std::vector<StorageNode> children(const std::string& id);
+  StorageNode createNode(const std::string& parentId, const std::string& name,
+                         const std::string& kind);
+  StorageNode renameNode(const std::string& id, const std::string& name);
+  StorageNode moveNode(const std::string& id, const std::string& parentId);
+  void deleteNode(const std::string& id);
+  StorageNode uploadContent(const std::string& id,
+                            const std::optional<std::filesystem::path>& fileURL,
+                            const std::optional<std::string>& bytes);
+  // The whole content; empty when the service has none (404).
+  std::string downloadContent(const std::string& id);
+
+  std::optional<StorageNamespace> namespaceWithId(const std::string& id, bool forceRefresh);
+  std::optional<StorageNamespace> namespaceWithRoot(const std::string& rootNodeId,
+                                                    bool forceRefresh);
+  bool isPersonalNamespace(const std::string& namespaceId);
+  // The first child whose trimmed, lower-cased name matches `name` treated the same way.
+  std::optional<StorageNode> childNamed(const std::string& parentId, const std::string& name);
+
+  // Forgets the cached listing; for tests, which start each case as a new process would.
+  void resetListingCacheForTesting();
+
  private:
   DriveAPI();
   // Steps shared by send and upload: a session, fetched from the companion when none.
@@ -57,8 +83,16 @@ class DriveAPI {
   std::string putContent(const std::string& path, const std::optional<std::filesystem::path>& file,
                          const std::optional<std::string>& bytes, const std::string& token);
 
+  // Sends a changing request and drops the cached listing once it has succeeded.
+  std::string sendChange(const std::string& path, const std::string& method,
+                         const std::optional<Body>& body);
+  void dropListingCache();
+
   fp::URLSession session_;
-  std::mutex mutex_;
+  std::mutex mutex_;  // guards the listing fields below, never held across a request
+  std::optional<DriveListing> listingCache_;
+  std::optional<fp::Date> listingFetchedAt_;
+  std::int64_t listingRemoteGeneration_ = -1;
 };
 
 }  // namespace drive

@@ -140,4 +140,22 @@ std::optional<UniformType> TypeRegistry::typeForFilename(std::string_view filena
   return typeForFilenameExtension(filename.substr(dot + 1));
 }
 
+std::optional<std::string> TypeRegistry::preferredFilenameExtension(const UniformType& type) {
+  static const std::map<std::string, std::string, std::less<>> preferred = [] {
+    std::map<std::string, std::string, std::less<>> first;
+    for (const auto& [extension, identifier] : typesByExtension()) {
+      first.emplace(identifier, extension);
+    }
+    // Where several extensions share a type, the conventional one.
+    first["public.jpeg"] = "jpeg";
+    first["public.plain-text"] = "txt";
+    first["public.html"] = "html";
+    first["public.tiff"] = "tiff";
+    return first;
+  }();
+  auto found = preferred.find(type.identifier());
+  if (found == preferred.end()) return std::nullopt;
+  return found->second;
+}
+
 }  // namespace fp

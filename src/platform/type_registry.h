@@ -18,6 +18,8 @@ std::optional<UniformType> typeForFilenameExtension(
 // The type for a file name's extension (text after the last "."), if it has one.
 std::optional<UniformType> typeForFilename(std::string_view filename);
 bool conformsTo(const UniformType& type, const UniformType& supertype);
+// The extension a file of this type is usually given; nullopt for types without one.
+std::optional<std::string> preferredFilenameExtension(const UniformType& type);
 }  // namespace TypeRegistry
 
 }  // namespace fp

@@ -221,30 +221,43 @@ URLResponse URLSession::send(const URLRequest& request) {
   return URLResponse{std::move(transfer.response), std::move(transfer.body)};
 }
 
-bool isPlainHTTPURL(const std::string& url) {
+namespace {
+
+// The URL's scheme and path when it parses as an absolute http(s) URL.
+std::optional<std::pair<std::string, std::string>> schemeAndPath(const std::string& url) {
   initializeCurlOnce();
   for (unsigned char c : url) {
-    if (c <= 0x20 || c == 0x7f || c == '#' || c == '?' || c == '\\') return false;
+    if (c <= 0x20 || c == 0x7f) return std::nullopt;
   }
   CURLU* parsed = curl_url();
-  bool plain = curl_url_set(parsed, CURLUPART_URL, url.c_str(), CURLU_PATH_AS_IS) == CURLUE_OK;
+  std::optional<std::pair<std::string, std::string>> parts;
   char* scheme = nullptr;
   char* path = nullptr;
-  if (plain && curl_url_get(parsed, CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK &&
+  if (curl_url_set(parsed, CURLUPART_URL, url.c_str(), CURLU_PATH_AS_IS) == CURLUE_OK &&
+      curl_url_get(parsed, CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK &&
       curl_url_get(parsed, CURLUPART_PATH, &path, 0) == CURLUE_OK) {
-    const std::string schemeText = scheme;
-    const std::string pathText = path;
-    plain = (schemeText == "http" || schemeText == "https") &&
-            pathText.find("/./") == std::string::npos &&
-            pathText.find("/../") == std::string::npos && !pathText.ends_with("/.") &&
-            !pathText.ends_with("/..");
-  } else {
-    plain = false;
+    parts.emplace(scheme, path);
   }
   curl_free(scheme);
   curl_free(path);
   curl_url_cleanup(parsed);
-  return plain;
+  if (parts && parts->first != "http" && parts->first != "https") return std::nullopt;
+  return parts;
+}
+
+}  // namespace
+
+bool isValidURL(const std::string& url) {
+  return schemeAndPath(url).has_value();
+}
+
+bool isPlainHTTPURL(const std::string& url) {
+  if (url.find_first_of("?#\\") != std::string::npos) return false;
+  const auto parts = schemeAndPath(url);
+  if (!parts) return false;
+  const auto& path = parts->second;
+  return path.find("/./") == std::string::npos && path.find("/../") == std::string::npos &&
+         !path.ends_with("/.") && !path.ends_with("/..");
 }
 
 }  // namespace fp

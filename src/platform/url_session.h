@@ -59,6 +59,10 @@ class URLSession {
   std::unique_ptr<Shared> shared_;
 };
 
+// True when `url` parses as an absolute http(s) URL with no blank or control character, as
+// the platform's URL type would accept it.
+bool isValidURL(const std::string& url);
+
 // True when `url` is an absolute http(s) URL without query or fragment whose path stands as
 // written: nothing in it would be re-read as a query, fragment or dot segment.
 bool isPlainHTTPURL(const std::string& url);
