@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "extension/drive_item_id.h"
+
+namespace drive {
+
+// The node that holds a container's children: a namespace's root node, or the node itself.
+// Unknown namespaces are "no such item"; the root, working set and trash are read only.
+std::string resolveParentNodeId(const DriveItemID& container);
+
+// May new children go into this container?
+bool isWritableContainer(const DriveItemID& container);
+
+}  // namespace drive

@@ -1,0 +1,76 @@
+#include "changes/content_fetch.h"
+
+#include "api/drive_api.h"
+#include "changes/drive_sync_error.h"
+#include "changes/transfer_steps.h"
+#include "extension/item_builders.h"
+#include "extension/item_lookup.h"
+#include "platform/atomic_file.h"
+#include "platform/environment.h"
+#include "platform/platform_error.h"
+#include "platform/uuid.h"
+#include "shared/sync_activity.h"
+#include "shared/trace_log.h"
+
+namespace drive {
+namespace {
+
+// "drive-<UUID>" plus the name's extension, in the temporary directory.
+std::filesystem::path temporaryFileFor(const std::string& name) {
+  const auto lastComponent = std::filesystem::path(name).filename().string();
+  const auto dot = lastComponent.rfind('.');
+  std::string filename = "drive-" + fp::makeUUIDString();
+  if (dot != std::string::npos && dot + 1 < lastComponent.size() && dot > 0) {
+    filename += lastComponent.substr(dot);
+  }
+  return fp::Environment::current()->temporaryDirectory / filename;
+}
+
+std::string download(const StorageNode& node) {
+  using DriveSyncActivity::Direction;
+  const auto name = displayName(node.name);
+  const bool tracked = !node.id.empty() && !name.empty();
+  if (tracked) DriveSyncActivity::begin(node.id, name, Direction::download);
+  try {
+    auto bytes = DriveAPI::shared().downloadContent(node.id);
+    if (tracked) DriveSyncActivity::end(node.id, name, Direction::download, true);
+    return bytes;
+  } catch (...) {
+    if (tracked) DriveSyncActivity::end(node.id, name, Direction::download, false);
+    throw;
+  }
+}
+
+}  // namespace
+
+FetchResult fetchContents(const fp::ItemIdentifier& identifier,
+                          const std::optional<fp::ItemVersion>& requestedVersion) {
+  const auto id = DriveItemID::parse(identifier);
+  if (id.kind() != DriveItemID::Kind::node) throw DriveSyncError::unsupported();
+  auto& api = DriveAPI::shared();
+  const auto node = api.node(id.id());
+  if (isContainerNode(node)) throw DriveSyncError::unsupported();
+  if (isCloudOnlyDocument(node)) {
+    trace("fetch cloud " + node.id);
+    throw DriveSyncError::cloudOnly();
+  }
+  trace("fetch " + node.id);
+  const bool personal = api.isPersonalNamespace(node.namespaceId);
+  const auto bytes = download(node);
+  recordMaterialized(node.id);
+  NodeItemOptions options;
+  options.parent = parentIdentifier(node);
+  options.name = node.name;
+  options.writable = isWritable(personal, node);
+  options.downloaded = true;
+  if (requestedVersion) options.contentVersion = requestedVersion->contentVersion;
+  auto item = buildNodeItem(node, options);
+  const auto url = temporaryFileFor(node.name);
+  if (!fp::writeFileAtomically(url, bytes)) {
+    throw fp::PlatformError::withDescription(fp::NSCocoaErrorDomain, 512,
+                                             "The downloaded file could not be written.");
+  }
+  return {url, item};
+}
+
+}  // namespace drive

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+
+#include "extension/extension_bodies.h"
+
+namespace drive {
+
+// Downloads a file's content into a fresh temporary file and records it as materialised.
+// Containers, namespace folders and PRALO documents are refused.
+FetchResult fetchContents(const fp::ItemIdentifier& identifier,
+                          const std::optional<fp::ItemVersion>& requestedVersion);
+
+}  // namespace drive

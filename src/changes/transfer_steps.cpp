@@ -1,0 +1,58 @@
+#include "changes/transfer_steps.h"
+
+#include <algorithm>
+
+#include "api/drive_api.h"
+#include "extension/item_builders.h"
+#include "extension/name_rules.h"
+#include "platform/sha256.h"
+#include "shared/disk_state.h"
+#include "shared/sync_activity.h"
+
+namespace drive {
+
+std::string displayName(const std::string& name) {
+  std::string spaced = name;
+  std::replace(spaced.begin(), spaced.end(), '\n', ' ');
+  return trimmedName(spaced);
+}
+
+std::string fileDigest(const std::filesystem::path& file) {
+  const auto digest = fp::SHA256::hashFile(file);
+  return digest ? fp::lowerHex(*digest) : std::string();
+}
+
+bool contentMatches(const StorageNode& node, const std::filesystem::path& file) {
+  const auto hash = lowercasedName(node.contentHash.value_or(""));
+  if (hash.empty()) return false;
+  std::error_code error;
+  const auto size = std::filesystem::file_size(file, error);
+  if (node.byteSize && !error && std::uintmax_t(*node.byteSize) != size) return false;
+  return fileDigest(file) == hash;
+}
+
+StorageNode uploadWithActivity(const StorageNode& node, const std::filesystem::path& file) {
+  using DriveSyncActivity::Direction;
+  const auto name = displayName(node.name);
+  const bool tracked = !node.id.empty() && !name.empty();
+  if (tracked) DriveSyncActivity::begin(node.id, name, Direction::upload);
+  try {
+    auto uploaded = DriveAPI::shared().uploadContent(node.id, file, std::nullopt);
+    if (tracked) DriveSyncActivity::end(node.id, name, Direction::upload, true);
+    return uploaded;
+  } catch (...) {
+    if (tracked) DriveSyncActivity::end(node.id, name, Direction::upload, false);
+    throw;
+  }
+}
+
+bool isWritableNode(const StorageNode& node) {
+  return isWritable(DriveAPI::shared().isPersonalNamespace(node.namespaceId), node);
+}
+
+void recordMaterialized(const std::string& nodeId) {
+  DriveDiskState::update(
+      [&](DriveDiskState::FileState& state) { return state.materialized.insert(nodeId).second; });
+}
+
+}  // namespace drive
