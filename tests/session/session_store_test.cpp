@@ -21,10 +21,6 @@ std::string bytesOf(const DriveSession& session) {
 
 class SessionStoreTest : public testing::DriveTest {
  protected:
-  void SetUp() override {
-    DriveTest::SetUp();
-    resetCachedSessionForTesting();
-  }
   void putKeychain(bool dataProtection, bool accessGroup, const DriveSession& session) {
     ASSERT_EQ(fp::SecItemAdd(sessionKeychainQuery(dataProtection, accessGroup), bytesOf(session)),
               fp::errSecSuccess);

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
+#include "extension/process_state.h"
 #include "platform/task_runner.h"
-#include "shared/disk_state.h"
 
 namespace drive::testing {
 
@@ -47,7 +47,7 @@ void DriveTest::SetUp() {
   std::filesystem::create_directories(environment_.temporaryDirectory);
   environment_.clock = clock_;
   fp::Environment::install(environment_);
-  DriveDiskState::resetCacheForTesting();
+  resetProcessStateForTesting();
 }
 
 void DriveTest::TearDown() {

@@ -1,0 +1,17 @@
+#include "extension/process_state.h"
+
+#include "api/drive_api.h"
+#include "enumeration/enumeration_bookkeeping.h"
+#include "session/session_store.h"
+#include "shared/disk_state.h"
+
+namespace drive {
+
+void resetProcessStateForTesting() {
+  resetCachedSessionForTesting();
+  DriveAPI::shared().resetListingCacheForTesting();
+  DriveDiskState::resetCacheForTesting();
+  EnumerationBookkeeping::resetForTesting();
+}
+
+}  // namespace drive
