@@ -21,10 +21,14 @@ int portOf(const sockaddr_storage& address) {
   return ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
 }
 
-// The server does not hand out its connections' descriptors: they are found by their ports.
-// A remote port of 0 matches every connection to the local port.
-std::vector<int> connectionSockets(int localPort, int remotePort) {
-  std::vector<int> sockets;
+struct Connection {
+  int fd;
+  int remotePort;
+};
+
+// The server does not hand out its connections' descriptors: they are found by their port.
+std::vector<Connection> connectionsTo(int localPort) {
+  std::vector<Connection> connections;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
     int fd = -1;
@@ -32,14 +36,13 @@ std::vector<int> connectionSockets(int localPort, int remotePort) {
     if (std::from_chars(name.data(), name.data() + name.size(), fd).ec != std::errc()) continue;
     sockaddr_storage local{}, peer{};
     socklen_t localSize = sizeof local, peerSize = sizeof peer;
-    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &localSize) != 0 ||
-        ::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &peerSize) != 0) {
-      continue;
+    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &localSize) == 0 &&
+        ::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
+        portOf(local) == localPort) {
+      connections.push_back({fd, portOf(peer)});
     }
-    if (portOf(local) != localPort) continue;
-    if (remotePort == 0 || portOf(peer) == remotePort) sockets.push_back(fd);
   }
-  return sockets;
+  return connections;
 }
 
 }  // namespace
@@ -53,6 +56,18 @@ LoopbackServer::LoopbackServer() {
     ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
   set_keep_alive_max_count(kKeepAliveRequests);
+  // A request is under way from routing until its answer is written (when the log is called).
+  set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
+    std::lock_guard lock(mutex_);
+    busyPorts_.insert(request.remote_port);
+    return HandlerResponse::Unhandled;
+  });
+  set_logger([this](const httplib::Request& request, const httplib::Response&) {
+    std::lock_guard lock(mutex_);
+    if (const auto port = busyPorts_.find(request.remote_port); port != busyPorts_.end()) {
+      busyPorts_.erase(port);
+    }
+  });
   new_task_queue = [] {
     return new httplib::ThreadPool(
         std::max<size_t>(kMinimumThreads, std::thread::hardware_concurrency()));
@@ -82,15 +97,18 @@ void LoopbackServer::stopServing() {
   if (!thread_.joinable()) return;
   stop();
   // Idle keep-alive connections would hold their threads until they time out; ending their
-  // reading side closes them at once and lets answers under way finish.
-  for (const int fd : connectionSockets(port_, 0))
-    ::shutdown(fd, SHUT_RD);
+  // reading side closes them at once. Busy ones close after their answer.
+  for (const auto& connection : connectionsTo(port_)) {
+    std::lock_guard lock(mutex_);
+    if (!busyPorts_.contains(connection.remotePort)) ::shutdown(connection.fd, SHUT_RD);
+  }
   thread_.join();
 }
 
 void LoopbackServer::dropConnection(const httplib::Request& request) {
-  for (const int fd : connectionSockets(request.local_port, request.remote_port))
-    ::shutdown(fd, SHUT_RDWR);
+  for (const auto& connection : connectionsTo(request.local_port)) {
+    if (connection.remotePort == request.remote_port) ::shutdown(connection.fd, SHUT_RDWR);
+  }
 }
 
 }  // namespace drive::reference

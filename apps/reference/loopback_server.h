@@ -3,6 +3,8 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <mutex>
+#include <set>
 #include <thread>
 
 namespace drive::reference {
@@ -23,6 +25,9 @@ class LoopbackServer : public httplib::Server {
  private:
   std::thread thread_;
   int port_ = -1;
+  std::mutex mutex_;
+  // Remote ports of the connections whose request is being answered.
+  std::multiset<int> busyPorts_;
   std::atomic<bool> listening_ = false;
 };
 

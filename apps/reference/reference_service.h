@@ -46,7 +46,8 @@ class ReferenceService {
 
   // Throws std::runtime_error when a port cannot be bound.
   void start();
-  // Finishes the requests under way, then closes both ports; the stores stay consistent.
+  // Closes both ports. Requests under way get their answers (uploads are stored whole) except
+  // downloads still streaming, which are cut off; the stores stay consistent.
   void stop();
   void stopCompanion();
 

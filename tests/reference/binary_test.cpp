@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <regex>
 
@@ -25,8 +26,12 @@ namespace {
 class Child {
  public:
   explicit Child(const std::vector<std::string>& arguments) {
+    // Under ctest DRIVE_TEST_BIN names the binaries' directory; run by hand, it is this one's.
     const char* directory = std::getenv("DRIVE_TEST_BIN");
-    const std::string program = std::string(directory ? directory : ".") + "/pralodrive-reference";
+    const std::string program =
+        (directory ? std::filesystem::path(directory)
+                   : std::filesystem::read_symlink("/proc/self/exe").parent_path()) /
+        "pralodrive-reference";
     int out[2], err[2];
     if (::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0)
       throw std::runtime_error("pipe");
@@ -47,6 +52,8 @@ class Child {
     out_ = out[0];
     err_ = err[0];
   }
+
+  bool started() const { return pid_ > 0; }
 
   ~Child() {
     if (pid_ > 0) {
@@ -78,6 +85,7 @@ class Child {
   // The exit status after `signal` (0: none sent); a child still running after 10 seconds
   // is killed.
   int finish(int signal = 0) {
+    if (pid_ <= 0) return -1;
     if (signal != 0) ::kill(pid_, signal);
     int status = 0;
     for (int tries = 0; ::waitpid(pid_, &status, WNOHANG) == 0; ++tries) {
@@ -110,6 +118,7 @@ class ReferenceBinary : public drive::testing::DriveTest {
 
 TEST_F(ReferenceBinary, ServesUntilStoppedAndTheSameTreeAfterARestart) {
   Child first(arguments());
+  ASSERT_TRUE(first.started());
   const auto service = urlIn(first.readLine(), "service");
   const auto companion = urlIn(first.readLine(), "companion");
   ASSERT_FALSE(service.empty());

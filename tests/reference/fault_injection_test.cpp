@@ -73,7 +73,8 @@ TEST_F(FaultInjection, StopEndsAPendingDelayAtOnce) {
   while (service().pendingFaults() > 0)
     std::this_thread::yield();
   service().stop();
-  EXPECT_EQ(waiting.get().status, 200);
+  const auto answer = waiting.get();
+  EXPECT_EQ(answer.status, 200) << curl_easy_strerror(answer.error);
 }
 
 TEST_F(FaultInjection, RequestsAreRecordedAsSent) {
