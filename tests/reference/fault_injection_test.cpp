@@ -67,12 +67,17 @@ TEST_F(FaultInjection, DelayedAnswersComeLateButWhole) {
   EXPECT_EQ(answer.json().at("namespaces").size(), 3u);
 }
 
-TEST_F(FaultInjection, StopEndsAPendingDelayAtOnce) {
+TEST_F(FaultInjection, StopEndsDelaysAndIdleConnectionsAtOnce) {
+  HttpClient idle(service().baseURL(), session().token);
+  ASSERT_EQ(idle.get("/storage/listing").status, 200);  // its connection stays open
   service().injectFault("/storage/listing", Fault::delayed(std::chrono::minutes(10)));
   auto waiting = std::async(std::launch::async, [&] { return client().get("/storage/listing"); });
   while (service().pendingFaults() > 0)
     std::this_thread::yield();
+  const auto start = std::chrono::steady_clock::now();
   service().stop();
+  // Well below the 5 seconds an idle keep-alive connection would otherwise hold the server.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
   const auto answer = waiting.get();
   EXPECT_EQ(answer.status, 200) << curl_easy_strerror(answer.error);
 }
