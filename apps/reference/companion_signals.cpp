@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "reference/defaults_suite.h"
-#include "reference/json_file.h"
+#include "platform/json_file.h"
+#include "platform/user_defaults.h"
+#include "shared/app_group_container.h"
 
 namespace drive::reference {
 namespace {
@@ -38,6 +39,12 @@ void removeAll(Strings& list, const Strings& removals) {
   });
 }
 
+// The object a shared file holds; empty when it is missing or holds anything else.
+nlohmann::json readObject(const std::filesystem::path& file) {
+  auto value = fp::readJSONFile(file);
+  return value && value->is_object() ? *value : nlohmann::json::object();
+}
+
 }  // namespace
 
 nlohmann::ordered_json SyncSelection::toJSON() const {
@@ -64,39 +71,40 @@ CompanionSignals::CompanionSignals(std::filesystem::path container)
 void CompanionSignals::noteRemoteChange(const Strings& pending, const Strings& updates,
                                         const Strings& deletes) {
   std::lock_guard lock(mutex_);
-  const auto refresh = readJSONObject(container_ / kRemoteRefresh);
+  const auto refresh = readObject(container_ / kRemoteRefresh);
   auto pendingList = member(refresh, "pending", Strings());
   append(pendingList, pending);
-  nlohmann::ordered_json newRefresh;
+  nlohmann::json newRefresh;
   newRefresh["generation"] = member<std::int64_t>(refresh, "generation", 0) + 1;
   newRefresh["pending"] = pendingList;
-  writeJSONFile(container_ / kRemoteRefresh, newRefresh);
+  fp::writeJSONFile(container_ / kRemoteRefresh, newRefresh);
 
   // The latest news of an item wins: an item deleted after an update is only deleted.
-  const auto items = readJSONObject(container_ / kRemoteItems);
+  const auto items = readObject(container_ / kRemoteItems);
   auto updateList = member(items, "updates", Strings());
   auto deleteList = member(items, "deletes", Strings());
   removeAll(updateList, deletes);
   removeAll(deleteList, updates);
   append(updateList, updates);
   append(deleteList, deletes);
-  nlohmann::ordered_json newItems;
+  nlohmann::json newItems;
   newItems["updates"] = updateList;
   newItems["deletes"] = deleteList;
-  writeJSONFile(container_ / kRemoteItems, newItems);
+  fp::writeJSONFile(container_ / kRemoteItems, newItems);
 }
 
 void CompanionSignals::writePolicyRefresh(const Strings& identifiers) {
   std::lock_guard lock(mutex_);
-  writeJSONFile(container_ / kPolicyRefresh, identifiers);
+  fp::writeJSONFile(container_ / kPolicyRefresh, identifiers);
 }
 
 void CompanionSignals::writeSyncSelection(const SyncSelection& selection) {
-  DefaultsSuite::appGroup(container_).setData(kSyncSelectionKey, selection.toJSON().dump());
+  fp::UserDefaults::suite(kAppGroupIdentifier, container_)
+      .setData(selection.toJSON().dump(), kSyncSelectionKey);
 }
 
 void CompanionSignals::clearSyncSelection() {
-  DefaultsSuite::appGroup(container_).remove(kSyncSelectionKey);
+  fp::UserDefaults::suite(kAppGroupIdentifier, container_).removeObjectForKey(kSyncSelectionKey);
 }
 
 }  // namespace drive::reference

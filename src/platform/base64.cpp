@@ -31,4 +31,15 @@ std::optional<std::string> Base64::decode(std::string_view text) {
   return std::string(out.begin(), out.begin() + length - static_cast<long>(padding));
 }
 
+std::string Base64::encodeURL(std::string_view bytes) {
+  std::string text = encode(bytes);
+  while (!text.empty() && text.back() == '=')
+    text.pop_back();
+  for (char& c : text) {
+    if (c == '+') c = '-';
+    if (c == '/') c = '_';
+  }
+  return text;
+}
+
 }  // namespace fp

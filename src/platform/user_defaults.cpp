@@ -23,7 +23,11 @@ std::filesystem::path configHome(const Environment& environment) {
 std::optional<UserDefaults> UserDefaults::suite(const std::string& name) {
   const auto container = Environment::current()->appGroupContainer;
   if (!container) return std::nullopt;
-  return UserDefaults(*container / "Library" / "Preferences" / (name + ".json"));
+  return suite(name, *container);
+}
+
+UserDefaults UserDefaults::suite(const std::string& name, const std::filesystem::path& container) {
+  return UserDefaults(container / "Library" / "Preferences" / (name + ".json"));
 }
 
 UserDefaults UserDefaults::standard() {

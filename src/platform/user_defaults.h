@@ -23,6 +23,8 @@ class UserDefaults {
   // The suite kept in the app-group container:
   // <container>/Library/Preferences/<name>.json. None when the platform gives no container.
   static std::optional<UserDefaults> suite(const std::string& name);
+  // The same suite in a container of the caller's choosing (the companion app's side).
+  static UserDefaults suite(const std::string& name, const std::filesystem::path& container);
   // The process's own defaults: ${XDG_CONFIG_HOME:-$HOME/.config}/pralodrive/defaults.json.
   static UserDefaults standard();
 

@@ -9,7 +9,7 @@
 #include <future>
 
 #include "api/wire_models.h"
-#include "reference/defaults_suite.h"
+#include "platform/user_defaults.h"
 #include "reference_fixture.h"
 
 namespace drive::reference::testing {
@@ -121,18 +121,18 @@ TEST_F(CompanionStandIn, MalformedSignalFilesStartOver) {
 }
 
 TEST_F(CompanionStandIn, SyncSelectionIsADataValueOfTheSuite) {
-  const auto suite = DefaultsSuite::appGroup(container());
-  ASSERT_TRUE(DefaultsSuite(suite.file()).setData("drive.other", "keep me"));
+  const auto suite = fp::UserDefaults::suite("group.eu.vantrel.drive", container());
+  suite.setData("keep me", "drive.other");
   const auto studio = service().tree().listing().namespaces[1].id;
   service().companionSignals().writeSyncSelection(
       {true, {"personal-id"}, {{studio, {"folder-a", "folder-b"}}}});
   EXPECT_EQ(suite.file(), container() / "Library" / "Preferences" / "group.eu.vantrel.drive.json");
-  const auto stored = nlohmann::json::parse(*suite.data("drive.sync.selection.v1"));
+  const auto stored = nlohmann::json::parse(*suite.dataForKey("drive.sync.selection.v1"));
   EXPECT_EQ(stored,
             nlohmann::json::parse(R"({"configured":true,"fullNamespaceIds":["personal-id"],)"
                                   R"("folderIdsByNamespace":{")" +
                                   studio + R"(":["folder-a","folder-b"]}})"));
-  EXPECT_EQ(suite.data("drive.other"), "keep me");
+  EXPECT_EQ(suite.dataForKey("drive.other"), "keep me");
   const auto raw = containerFile("Library/Preferences/group.eu.vantrel.drive.json");
   EXPECT_TRUE(raw.at("drive.sync.selection.v1").at("data").is_string());
 
@@ -140,23 +140,8 @@ TEST_F(CompanionStandIn, SyncSelectionIsADataValueOfTheSuite) {
       companion().send("PUT", "/sync-selection", std::string(R"({"configured":true})")).status,
       400);
   EXPECT_EQ(companion().send("DELETE", "/sync-selection").status, 204);
-  EXPECT_FALSE(suite.data("drive.sync.selection.v1"));
-  EXPECT_EQ(suite.data("drive.other"), "keep me");
-}
-
-TEST_F(CompanionStandIn, SuiteWritesWaitForTheLockHolder) {
-  const auto suite = DefaultsSuite::appGroup(container());
-  std::filesystem::create_directories(suite.file().parent_path());
-  const int held = ::open(suite.lockFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  ASSERT_EQ(::flock(held, LOCK_EX), 0);
-  auto write = std::async(std::launch::async, [&] {
-    service().companionSignals().writeSyncSelection({false, {}, {}});
-  });
-  EXPECT_EQ(write.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-  EXPECT_FALSE(suite.data("drive.sync.selection.v1"));
-  ::close(held);
-  write.get();
-  EXPECT_TRUE(suite.data("drive.sync.selection.v1"));
+  EXPECT_FALSE(suite.dataForKey("drive.sync.selection.v1"));
+  EXPECT_EQ(suite.dataForKey("drive.other"), "keep me");
 }
 
 TEST_F(CompanionStandIn, PolicyRefreshListOnRequest) {
