@@ -35,31 +35,59 @@ std::vector<StorageNode> startingNodes(const DriveItemID& id) {
   }
 }
 
-void setPinned(const std::string& nodeId, bool pin) {
+void setPinned(const std::vector<std::string>& nodeIds, bool pin) {
+  if (nodeIds.empty()) return;
   DriveDiskState::update([&](DriveDiskState::FileState& state) {
-    return pin ? state.pinned.insert(nodeId).second : state.pinned.erase(nodeId) > 0;
+    bool changed = false;
+    for (const auto& id : nodeIds) {
+      changed |= pin ? state.pinned.insert(id).second : state.pinned.erase(id) > 0;
+    }
+    return changed;
   });
 }
 
-// Depth first, each node once, trashed nodes and PRALO documents left alone.
+bool isSyncableFile(const StorageNode& node) {
+  return !isContainerNode(node) && !isCloudOnlyDocument(node);
+}
+
+// Depth first, each node once, trashed nodes and PRALO documents left alone. A folder's
+// files are pinned together, in one write of the disk state rather than one per file.
 class Walk {
  public:
   explicit Walk(bool pin) : pin_(pin) {}
 
   void visit(const StorageNode& node) {
     if (node.trashedAt || !visited_.insert(node.id).second) return;
-    if (isContainerNode(node)) {
-      setPinned(node.id, pin_);
-      for (const auto& child : DriveAPI::shared().children(node.id))
-        visit(child);
-    } else if (!isCloudOnlyDocument(node)) {
-      setPinned(node.id, pin_);
+    if (isSyncableFile(node)) {
+      setPinned({node.id}, pin_);
       files_.push_back(node.id);
+    } else if (isContainerNode(node)) {
+      visitFolder(node);
     }
   }
   const std::vector<std::string>& files() const { return files_; }
 
  private:
+  void visitFolder(const StorageNode& folder) {
+    setPinned({folder.id}, pin_);
+    const auto children = DriveAPI::shared().children(folder.id);
+    std::vector<std::string> files;
+    for (const auto& child : children) {
+      if (!child.trashedAt && isSyncableFile(child) && !visited_.contains(child.id)) {
+        files.push_back(child.id);
+      }
+    }
+    setPinned(files, pin_);
+    for (const auto& child : children) {
+      if (child.trashedAt || !visited_.insert(child.id).second) continue;
+      if (isSyncableFile(child)) {
+        files_.push_back(child.id);
+      } else if (isContainerNode(child)) {
+        visitFolder(child);
+      }
+    }
+  }
+
   bool pin_;
   std::set<std::string> visited_;
   std::vector<std::string> files_;

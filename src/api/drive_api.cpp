@@ -52,8 +52,9 @@ std::string errorMessage(const std::string& body) {
 
 DriveAPI::DriveAPI() : session_(ephemeralConfiguration()) {}
 
+// Never destroyed, like the process's one client: a task may still use it while statics go.
 DriveAPI& DriveAPI::shared() {
-  static DriveAPI api;
+  static DriveAPI& api = *new DriveAPI;
   return api;
 }
 

@@ -10,12 +10,16 @@ namespace {
 
 constexpr auto kListingFreshness = std::chrono::seconds(30);
 
+// Nothing in it would be read as a query, a fragment or a dot segment.
+bool isUsableInPath(const std::string& id) {
+  return fp::isPlainHTTPURL("http://127.0.0.1/" + id);
+}
+
 // "/storage/nodes/<id><suffix>": an id that would reach another endpoint is refused here.
 std::string nodePath(const std::string& id, const std::string& suffix = "") {
-  if (id.empty() || id.find('/') != std::string::npos) {
-    throw fp::PlatformError::withDescription(
-        fp::NSURLErrorDomain, fp::URLErrorCode::badURL,
-        "The item id \u201c" + id + "\u201d cannot be used in a request.");
+  // Such an id names nothing the service could have issued: no such item.
+  if (id.empty() || id.find('/') != std::string::npos || !isUsableInPath(id)) {
+    throw fp::PlatformError(fp::NSFileProviderErrorDomain, fp::FileProviderErrorCode::noSuchItem);
   }
   return "/storage/nodes/" + id + suffix;
 }

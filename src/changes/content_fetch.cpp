@@ -8,6 +8,7 @@
 #include "platform/atomic_file.h"
 #include "platform/environment.h"
 #include "platform/platform_error.h"
+#include "platform/type_registry.h"
 #include "platform/uuid.h"
 #include "shared/sync_activity.h"
 #include "shared/trace_log.h"
@@ -17,28 +18,14 @@ namespace {
 
 // "drive-<UUID>" plus the name's extension, in the temporary directory.
 std::filesystem::path temporaryFileFor(const std::string& name) {
-  const auto lastComponent = std::filesystem::path(name).filename().string();
-  const auto dot = lastComponent.rfind('.');
-  std::string filename = "drive-" + fp::makeUUIDString();
-  if (dot != std::string::npos && dot + 1 < lastComponent.size() && dot > 0) {
-    filename += lastComponent.substr(dot);
-  }
-  return fp::Environment::current()->temporaryDirectory / filename;
+  const auto extension = fp::pathExtension(name);
+  return fp::Environment::current()->temporaryDirectory /
+         ("drive-" + fp::makeUUIDString() + (extension.empty() ? "" : "." + extension));
 }
 
 std::string download(const StorageNode& node) {
-  using DriveSyncActivity::Direction;
-  const auto name = displayName(node.name);
-  const bool tracked = !node.id.empty() && !name.empty();
-  if (tracked) DriveSyncActivity::begin(node.id, name, Direction::download);
-  try {
-    auto bytes = DriveAPI::shared().downloadContent(node.id);
-    if (tracked) DriveSyncActivity::end(node.id, name, Direction::download, true);
-    return bytes;
-  } catch (...) {
-    if (tracked) DriveSyncActivity::end(node.id, name, Direction::download, false);
-    throw;
-  }
+  return withActivity(node, DriveSyncActivity::Direction::download,
+                      [&] { return DriveAPI::shared().downloadContent(node.id); });
 }
 
 }  // namespace
@@ -66,7 +53,7 @@ FetchResult fetchContents(const fp::ItemIdentifier& identifier,
   if (requestedVersion) options.contentVersion = requestedVersion->contentVersion;
   auto item = buildNodeItem(node, options);
   const auto url = temporaryFileFor(node.name);
-  if (!fp::writeFileAtomically(url, bytes)) {
+  if (!fp::writeFileAtomically(url, bytes, 0600)) {
     throw fp::PlatformError::withDescription(fp::NSCocoaErrorDomain, 512,
                                              "The downloaded file could not be written.");
   }

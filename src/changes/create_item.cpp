@@ -9,6 +9,7 @@
 #include "changes/drive_sync_error.h"
 #include "changes/transfer_steps.h"
 #include "extension/item_builders.h"
+#include "extension/item_lookup.h"
 #include "extension/name_rules.h"
 #include "platform/type_registry.h"
 #include "shared/trace_log.h"
@@ -63,8 +64,7 @@ fp::ItemPtr adoptNamespace(const std::string& filename) {
   } catch (...) {
     throw DriveSyncError::skip();
   }
-  std::stable_partition(namespaces.begin(), namespaces.end(),
-                        [](const StorageNamespace& ns) { return ns.kind == "personal"; });
+  namespaces = personalFirst(std::move(namespaces));
   const auto wanted = composedName(filename);
   for (const auto& storageNamespace : namespaces) {
     if (composedName(storageNamespace.title) != wanted) continue;
@@ -126,12 +126,9 @@ std::string uniqueChildName(const std::string& wanted, const std::vector<std::st
   for (const auto& name : childNames)
     taken.insert(nameKey(name));
   if (!taken.contains(lowercasedName(base))) return base;
-  const auto lastComponent = std::filesystem::path(base).filename().string();
-  const auto dot = lastComponent.rfind('.');
-  const bool hasExtension = dot != std::string::npos && dot > 0 && dot + 1 < lastComponent.size();
-  const auto split = hasExtension ? base.size() - (lastComponent.size() - dot) : base.size();
-  const auto stem = base.substr(0, split);
-  const auto suffix = base.substr(split);
+  const auto extension = fp::pathExtension(base);
+  const auto stem = fp::deletingPathExtension(base);
+  const auto suffix = extension.empty() ? std::string() : "." + extension;
   for (int counter = 2;; ++counter) {
     auto candidate = stem + " " + std::to_string(counter) + suffix;
     if (!taken.contains(lowercasedName(candidate))) return candidate;

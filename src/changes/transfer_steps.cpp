@@ -32,18 +32,9 @@ bool contentMatches(const StorageNode& node, const std::filesystem::path& file) 
 }
 
 StorageNode uploadWithActivity(const StorageNode& node, const std::filesystem::path& file) {
-  using DriveSyncActivity::Direction;
-  const auto name = displayName(node.name);
-  const bool tracked = !node.id.empty() && !name.empty();
-  if (tracked) DriveSyncActivity::begin(node.id, name, Direction::upload);
-  try {
-    auto uploaded = DriveAPI::shared().uploadContent(node.id, file, std::nullopt);
-    if (tracked) DriveSyncActivity::end(node.id, name, Direction::upload, true);
-    return uploaded;
-  } catch (...) {
-    if (tracked) DriveSyncActivity::end(node.id, name, Direction::upload, false);
-    throw;
-  }
+  return withActivity(node, DriveSyncActivity::Direction::upload, [&] {
+    return DriveAPI::shared().uploadContent(node.id, file, std::nullopt);
+  });
 }
 
 bool isWritableNode(const StorageNode& node) {

@@ -27,16 +27,6 @@ struct Start {
   std::string token = DriveListingAck::read().token;
 };
 
-std::string describe(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "unknown error";
-  }
-}
-
 bool isUnauthorized(const std::exception_ptr& error) {
   try {
     std::rethrow_exception(error);
@@ -71,7 +61,7 @@ std::vector<std::string> identifiersOf(const ItemList& items) {
 template <typename Observer>
 void failListing(const FinishOnce<Observer>& observer, const std::string& traceLine,
                  const std::exception_ptr& error) {
-  trace(traceLine + " " + describe(error));
+  trace(traceLine + " " + localizedDescriptionOf(error));
   observer.fail(mapToPlatformError(error));
 }
 
@@ -91,7 +81,7 @@ void DriveEnumerator::enumerateItems(std::shared_ptr<fp::EnumerationObserver> ob
       items = listWithRetries(identifier);
     } catch (...) {
       const auto error = std::current_exception();
-      enumerationLogger().error("Listing failed: " + describe(error));
+      enumerationLogger().error("Listing failed: " + localizedDescriptionOf(error));
       return failListing(guarded, "items failed " + identifier, error);
     }
     enumerationLogger().info("Listed " + std::to_string(items.size()) + " items");
@@ -118,8 +108,7 @@ void DriveEnumerator::enumerateChanges(std::shared_ptr<fp::ChangeObserver> obser
   const auto pending = DriveRemoteRefresh::read().pending;
   if (std::find(pending.begin(), pending.end(), identifier_) != pending.end()) {
     trace("remote expire " + identifier_);
-    observer->finishEnumeratingWithError(fp::PlatformError(
-        fp::NSFileProviderErrorDomain, fp::FileProviderErrorCode::syncAnchorExpired));
+    observer->finishEnumeratingWithError(syncAnchorExpired());
     return;
   }
   FinishOnce guarded(std::move(observer));

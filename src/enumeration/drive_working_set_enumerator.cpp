@@ -170,8 +170,7 @@ void DriveWorkingSetEnumerator::enumerateChanges(std::shared_ptr<fp::ChangeObser
     return;
   }
   if (!hasRemote && EnumerationBookkeeping::shouldExpire(kWorkingSet, start.revision)) {
-    observer->finishEnumeratingWithError(fp::PlatformError(
-        fp::NSFileProviderErrorDomain, fp::FileProviderErrorCode::syncAnchorExpired));
+    observer->finishEnumeratingWithError(syncAnchorExpired());
     return;
   }
   FinishOnce guarded(std::move(observer));

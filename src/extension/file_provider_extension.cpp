@@ -37,17 +37,6 @@ ErrorReply errorReply(std::string request, fp::ErrorCompletion completion) {
                     [](auto& reply, const fp::PlatformError& error) { reply(error); });
 }
 
-// The error's own text, before translation: what the trace log records.
-std::string describe(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "unknown error";
-  }
-}
-
 using FailureNote = std::function<void(const std::string& description)>;
 
 // The common request shape: one task runs `work`; success completes the one unit of
@@ -64,7 +53,7 @@ std::shared_ptr<fp::Progress> startRequest(Reply reply, Work work, Deliver deliv
       deliver(*shared, std::move(result));
     } catch (...) {
       const auto error = std::current_exception();
-      if (noteFailure) noteFailure(describe(error));
+      if (noteFailure) noteFailure(localizedDescriptionOf(error));
       shared->fail(mapToPlatformError(error));
     }
   });
@@ -89,6 +78,12 @@ std::string joined(const std::vector<std::string>& parts, const std::string& sep
     text += (index ? separator : "") + parts[index];
   }
   return text;
+}
+
+fp::ItemPtr require(const fp::ItemPtr& item) {
+  if (!item)
+    throw fp::PlatformError(fp::NSFileProviderErrorDomain, fp::FileProviderErrorCode::noSuchItem);
+  return item;
 }
 
 // Ends the XPC transaction when the action's task is done, whichever way it ends.
@@ -140,10 +135,11 @@ std::shared_ptr<fp::Progress> FileProviderExtension::createItemBasedOnTemplate(
   return startRequest(
       changeReply("createItem", std::move(completion)),
       [bodies, itemTemplate, contents, options] {
-        return require(bodies->create, "Creating items")(itemTemplate, contents, options);
+        return require(bodies->create, "Creating items")(require(itemTemplate), contents, options);
       },
       [](ChangeReply& reply, fp::ItemPtr item) { reply(std::move(item), 0, false, std::nullopt); },
       [itemTemplate](const std::string& description) {
+        if (!itemTemplate) return;
         trace("create failed " + itemTemplate->filename() + " parent " +
               itemTemplate->parentItemIdentifier() + " " + description);
       });
@@ -157,7 +153,7 @@ std::shared_ptr<fp::Progress> FileProviderExtension::modifyItem(
   return startRequest(
       changeReply("modifyItem", std::move(completion)),
       [bodies, item, changedFields, contents] {
-        return require(bodies->modify, "Changing items")(item, changedFields, contents);
+        return require(bodies->modify, "Changing items")(require(item), changedFields, contents);
       },
       [](ChangeReply& reply, fp::ItemPtr modified) {
         reply(std::move(modified), 0, false, std::nullopt);
@@ -194,8 +190,7 @@ std::shared_ptr<fp::Progress> FileProviderExtension::performActionWithIdentifier
   auto progress = fp::Progress::withTotalUnitCount(1);
   auto reply = std::make_shared<ErrorReply>(errorReply("performAction", std::move(completion)));
   auto bodies = bodies_;
-  fp::xpc_transaction_begin();
-  fp::TaskRunner::shared().post([progress, reply, bodies, action, itemIdentifiers] {
+  auto task = [progress, reply, bodies, action, itemIdentifiers] {
     TransactionScope transaction;
     std::optional<CompanionCommand> followUp;
     try {
@@ -213,7 +208,14 @@ std::shared_ptr<fp::Progress> FileProviderExtension::performActionWithIdentifier
     } catch (...) {
       // The platform already has its answer; the follow-up reports its own failures.
     }
-  });
+  };
+  fp::xpc_transaction_begin();
+  try {
+    fp::TaskRunner::shared().post(std::move(task));
+  } catch (...) {
+    fp::xpc_transaction_end();  // the task that would have ended it never runs
+    reply->fail(mapToPlatformError(std::current_exception()));
+  }
   return progress;
 }
 

@@ -12,9 +12,7 @@ namespace drive {
 namespace {
 
 ItemList namespaceItems() {
-  auto namespaces = DriveAPI::shared().listing(false).namespaces;
-  std::stable_partition(namespaces.begin(), namespaces.end(),
-                        [](const StorageNamespace& ns) { return ns.kind == "personal"; });
+  const auto namespaces = personalFirst(DriveAPI::shared().listing(false).namespaces);
   ItemList items;
   std::set<std::string> used;
   for (const auto& storageNamespace : namespaces) {
@@ -61,6 +59,17 @@ ItemList nodeChildren(const std::string& nodeId) {
 }
 
 }  // namespace
+
+std::vector<StorageNamespace> personalFirst(std::vector<StorageNamespace> namespaces) {
+  std::stable_partition(namespaces.begin(), namespaces.end(),
+                        [](const StorageNamespace& ns) { return ns.kind == "personal"; });
+  return namespaces;
+}
+
+fp::PlatformError syncAnchorExpired() {
+  return fp::PlatformError(fp::NSFileProviderErrorDomain,
+                           fp::FileProviderErrorCode::syncAnchorExpired);
+}
 
 fp::PlatformError noSuchItem() {
   return fp::PlatformError(fp::NSFileProviderErrorDomain, fp::FileProviderErrorCode::noSuchItem);

@@ -25,7 +25,12 @@ fp::ItemPtr lookupItem(const fp::ItemIdentifier& identifier);
 std::vector<StorageNode> visibleChildren(std::vector<StorageNode> children,
                                          bool hidePersonalFolders);
 
+// Personal namespaces first, each group in listing order.
+std::vector<StorageNamespace> personalFirst(std::vector<StorageNamespace> namespaces);
+
 // The platform's "no such item".
 fp::PlatformError noSuchItem();
+// The platform's "sync anchor expired": list the container again.
+fp::PlatformError syncAnchorExpired();
 
 }  // namespace drive

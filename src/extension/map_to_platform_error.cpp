@@ -57,4 +57,14 @@ fp::PlatformError mapToPlatformError(const std::exception_ptr& error) {
   }
 }
 
+std::string localizedDescriptionOf(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& e) {
+    return e.what();  // every error of the provider answers its localized description here
+  } catch (...) {
+    return "unknown error";
+  }
+}
+
 }  // namespace drive

@@ -16,11 +16,11 @@ std::optional<nlohmann::json> readJSONFile(const std::filesystem::path& path) {
   return parseJSON(*bytes);
 }
 
-bool writeJSONFile(const std::filesystem::path& path, const nlohmann::json& value) {
+bool writeJSONFile(const std::filesystem::path& path, const nlohmann::json& value, mode_t mode) {
   std::error_code ignored;
   std::filesystem::create_directories(path.parent_path(), ignored);
   const auto text = value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-  return writeFileAtomically(path, text);
+  return writeFileAtomically(path, text, mode);
 }
 
 }  // namespace fp

@@ -134,10 +134,24 @@ std::optional<UniformType> TypeRegistry::typeForFilenameExtension(std::string_vi
   return type;
 }
 
+std::string pathExtension(std::string_view name) {
+  const auto slash = name.rfind('/');
+  const auto component = slash == std::string_view::npos ? name : name.substr(slash + 1);
+  const auto dot = component.rfind('.');
+  if (dot == std::string_view::npos || dot == 0 || dot + 1 == component.size()) return {};
+  return std::string(component.substr(dot + 1));
+}
+
+std::string deletingPathExtension(std::string_view name) {
+  const auto extension = pathExtension(name);
+  if (extension.empty()) return std::string(name);
+  return std::string(name.substr(0, name.size() - extension.size() - 1));
+}
+
 std::optional<UniformType> TypeRegistry::typeForFilename(std::string_view filename) {
-  const auto dot = filename.rfind('.');
-  if (dot == std::string_view::npos || dot + 1 == filename.size()) return std::nullopt;
-  return typeForFilenameExtension(filename.substr(dot + 1));
+  const auto extension = pathExtension(filename);
+  if (extension.empty()) return std::nullopt;
+  return typeForFilenameExtension(extension);
 }
 
 std::optional<std::string> TypeRegistry::preferredFilenameExtension(const UniformType& type) {

@@ -10,6 +10,12 @@ namespace fp {
 
 // Stand-in for the platform's type registry: a built-in table of common file-name
 // extensions, plus the two document types the app declares. Unknown extensions have no type.
+// The extension of a name's last path component: the text after its last ".", none for a
+// leading dot or a trailing one.
+std::string pathExtension(std::string_view name);
+// The name without that extension and its dot.
+std::string deletingPathExtension(std::string_view name);
+
 namespace TypeRegistry {
 // The type declared for an extension (compared case-insensitively) that conforms to
 // `supertype`; nullopt when none is known.

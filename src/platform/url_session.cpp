@@ -158,7 +158,7 @@ URLSession::URLSession(Configuration configuration)
 URLSession::~URLSession() = default;
 
 URLSession& URLSession::shared() {
-  static URLSession session(Configuration{});
+  static URLSession& session = *new URLSession(Configuration{});  // outlives every task
   return session;
 }
 

@@ -81,7 +81,7 @@ void UserDefaults::change(const std::function<void(nlohmann::json&)>& edit) cons
   FileLock lock(lockFile.replace_extension(".lock"));
   auto object = contents();
   edit(object);
-  writeJSONFile(file_, object);
+  writeJSONFile(file_, object, 0600);  // it may hold the signed-in session
 }
 
 std::optional<std::vector<std::string>> stringArrayValue(

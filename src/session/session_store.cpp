@@ -57,7 +57,7 @@ std::filesystem::path sessionFileURL() {
 bool writeSessionFile(const std::string& bytes) {
   std::error_code error;
   std::filesystem::create_directories(sessionFileURL().parent_path(), error);
-  return !error && fp::writeFileAtomically(sessionFileURL(), bytes);
+  return !error && fp::writeFileAtomically(sessionFileURL(), bytes, 0600);
 }
 
 fp::KeychainQuery sessionKeychainQuery(bool dataProtection, bool accessGroup) {
