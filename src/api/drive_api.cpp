@@ -153,27 +153,26 @@ DriveSession DriveAPI::refreshedSession() {
   return *session;
 }
 
-std::string DriveAPI::send(const std::string& path, const std::string& method,
-                           const std::optional<Body>& body) {
+std::string DriveAPI::withSession(const std::function<std::string(const std::string&)>& request) {
   const auto session = requireSession();
   try {
-    return perform(path, method, body, session.token);
+    return request(session.token);
   } catch (const DriveAPIError& error) {
     if (error.which() != DriveAPIError::Case::unauthorized) throw;
   }
-  return perform(path, method, body, refreshedSession().token);
+  return request(refreshedSession().token);
+}
+
+std::string DriveAPI::send(const std::string& path, const std::string& method,
+                           const std::optional<Body>& body) {
+  return withSession([&](const std::string& token) { return perform(path, method, body, token); });
 }
 
 std::string DriveAPI::upload(const std::string& path,
                              const std::optional<std::filesystem::path>& fileURL,
                              const std::optional<std::string>& bytes) {
-  const auto session = requireSession();
-  try {
-    return putContent(path, fileURL, bytes, session.token);
-  } catch (const DriveAPIError& error) {
-    if (error.which() != DriveAPIError::Case::unauthorized) throw;
-  }
-  return putContent(path, fileURL, bytes, refreshedSession().token);
+  return withSession(
+      [&](const std::string& token) { return putContent(path, fileURL, bytes, token); });
 }
 
 // Security-scoped access has no counterpart here: the file is simply opened.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -80,6 +81,8 @@ class DriveAPI {
   // Steps shared by send and upload: a session, fetched from the companion when none.
   DriveSession requireSession();
   DriveSession refreshedSession();
+  // Runs `request` with the session's token; after a 401, once more with a refreshed one.
+  std::string withSession(const std::function<std::string(const std::string& token)>& request);
   std::string putContent(const std::string& path, const std::optional<std::filesystem::path>& file,
                          const std::optional<std::string>& bytes, const std::string& token);
 
