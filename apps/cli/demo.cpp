@@ -1,27 +1,16 @@
 #include "demo.h"
 
-#include <signal.h>
-
 #include <filesystem>
 #include <iostream>
+#include <optional>
 
 #include "demo_sandbox.h"
 #include "demo_walk.h"
 #include "extension/file_provider_extension.h"
+#include "reference/stop_signals.h"
 
 namespace drive::cli {
 namespace {
-
-// Blocked before any thread starts, so that every thread inherits the mask and sigwait on
-// this one takes the signal.
-sigset_t blockStopSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  return signals;
-}
 
 void printHowToCarryOn(DemoSandbox& sandbox, std::ostream& out) {
   std::error_code ignored;
@@ -53,14 +42,14 @@ bool walk(DemoSandbox& sandbox, std::ostream& out) {
 }  // namespace
 
 int runDemo(const DemoOptions& options, std::ostream& out) {
-  const sigset_t stopSignals = options.keep ? blockStopSignals() : sigset_t{};
+  std::optional<reference::StopSignals> stopSignals;
+  if (options.keep) stopSignals.emplace();
   try {
     DemoSandbox sandbox;
     const bool expected = walk(sandbox, out);
     if (options.keep) {
       printHowToCarryOn(sandbox, out);
-      int received = 0;
-      sigwait(&stopSignals, &received);
+      stopSignals->wait();
       out << "Stopped." << std::endl;
     }
     return expected ? 0 : 1;
