@@ -1,9 +1,11 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <sstream>
 
+#include "demo.h"
 #include "global_options.h"
 #include "human_output.h"
 #include "platform/task_runner.h"
@@ -41,135 +43,162 @@ fp::ItemFields parseFields(const std::string& list) {
   return fields;
 }
 
-void addItemCommands(CLI::App& app, Command& chosen, std::string& name) {
-  auto id = std::make_shared<std::string>();
-  auto* item = app.add_subcommand("item", "itemForIdentifier: one item");
-  item->add_option("ID", *id)->required();
-  item->callback([&chosen, &name, id] {
-    name = "item";
-    chosen = [id](PlatformHost& host) { return host.item(*id); };
-  });
+using IdentifierRequest = Outcome (PlatformHost::*)(const std::string&);
 
-  auto listId = std::make_shared<std::string>();
-  auto* list = app.add_subcommand("list", "enumerate a container's items");
-  list->add_option("ID", *listId)->required();
-  list->callback([&chosen, &name, listId] {
-    name = "list";
-    chosen = [listId](PlatformHost& host) { return host.list(*listId); };
+// A command whose one argument is the identifier handed to the request.
+void addIdentifierCommand(CLI::App& app, ParsedRequest& chosen, const std::string& name,
+                          const std::string& description, IdentifierRequest request) {
+  auto id = std::make_shared<std::string>();
+  auto* command = app.add_subcommand(name, description);
+  command->add_option("ID", *id)->required();
+  command->callback([&chosen, name, id, request] {
+    chosen = {[id, request](PlatformHost& host) { return (host.*request)(*id); }, name};
   });
+}
+
+void addEnumerationCommands(CLI::App& app, ParsedRequest& chosen) {
+  addIdentifierCommand(app, chosen, "item", "itemForIdentifier: one item", &PlatformHost::item);
+  addIdentifierCommand(app, chosen, "list", "enumerate a container's items", &PlatformHost::list);
+  addIdentifierCommand(app, chosen, "anchor", "a container's current sync anchor",
+                       &PlatformHost::anchor);
 
   auto changesId = std::make_shared<std::string>();
   auto anchorHex = std::make_shared<std::string>();
   auto* changes = app.add_subcommand("changes", "enumerate a container's changes");
   changes->add_option("ID", *changesId)->required();
-  changes->add_option("--anchor", *anchorHex, "the sync anchor, in hex");
-  changes->callback([&chosen, &name, changesId, anchorHex] {
+  changes->add_option("--anchor", *anchorHex, "the sync anchor, in hex (default: empty)");
+  changes->callback([&chosen, changesId, anchorHex] {
     auto anchor = bytesFromHex(*anchorHex);
     if (!anchor) throw CLI::ValidationError("--anchor", "not a hexadecimal byte string");
-    name = "changes";
-    chosen = [changesId, anchor](PlatformHost& host) { return host.changes(*changesId, *anchor); };
-  });
-
-  auto anchorId = std::make_shared<std::string>();
-  auto* anchorCommand = app.add_subcommand("anchor", "a container's current sync anchor");
-  anchorCommand->add_option("ID", *anchorId)->required();
-  anchorCommand->callback([&chosen, &name, anchorId] {
-    name = "anchor";
-    chosen = [anchorId](PlatformHost& host) { return host.anchor(*anchorId); };
+    chosen = {[changesId, anchor](PlatformHost& host) { return host.changes(*changesId, *anchor); },
+              "changes"};
   });
 }
 
-void addContentCommands(CLI::App& app, Command& chosen, std::string& name) {
+void addFetchCommand(CLI::App& app, ParsedRequest& chosen) {
   struct Fetch {
     std::string id;
     std::optional<std::string> version;
     std::optional<std::string> output;
   };
-  auto fetchArgs = std::make_shared<Fetch>();
+  auto args = std::make_shared<Fetch>();
   auto* fetch = app.add_subcommand("fetch", "fetch an item's contents");
-  fetch->add_option("ID", fetchArgs->id)->required();
-  fetch->add_option("--version", fetchArgs->version, "the requested content version");
-  fetch->add_option("-o", fetchArgs->output, "also copy the delivered file here");
-  fetch->callback([&chosen, &name, fetchArgs] {
-    name = "fetch";
-    chosen = [fetchArgs](PlatformHost& host) {
-      std::optional<std::filesystem::path> copyTo;
-      if (fetchArgs->output) copyTo = *fetchArgs->output;
-      return host.fetch(fetchArgs->id, fetchArgs->version, copyTo);
-    };
+  fetch->add_option("ID", args->id)->required();
+  fetch->add_option("--version", args->version, "the requested content version");
+  fetch->add_option("-o", args->output, "also copy the delivered file here")->option_text("PATH");
+  fetch->callback([&chosen, args] {
+    chosen = {[args](PlatformHost& host) {
+                std::optional<std::filesystem::path> copyTo;
+                if (args->output) copyTo = *args->output;
+                return host.fetch(args->id, args->version, copyTo);
+              },
+              "fetch"};
   });
+}
 
+void addCreateCommand(CLI::App& app, ParsedRequest& chosen) {
   struct Create {
     CreateRequest request;
     std::optional<std::string> file;
   };
-  auto createArgs = std::make_shared<Create>();
+  auto args = std::make_shared<Create>();
   auto* create = app.add_subcommand("create", "create an item from a template");
-  create->add_option("PARENT", createArgs->request.parent)->required();
-  create->add_option("NAME", createArgs->request.name)->required();
-  auto* file = create->add_option("--file", createArgs->file, "the contents");
-  auto* folder = create->add_flag("--folder", createArgs->request.folder, "create a folder");
+  create->add_option("PARENT", args->request.parent)->required();
+  create->add_option("NAME", args->request.name)->required();
+  auto* file = create->add_option("--file", args->file, "the contents")->option_text("PATH");
+  auto* folder = create->add_flag("--folder", args->request.folder, "create a folder");
   file->excludes(folder);
-  create->add_option("--type", createArgs->request.type, "the content type");
-  create->add_flag("--may-exist", createArgs->request.mayExist, "the item may already exist");
-  create->callback([&chosen, &name, createArgs] {
-    name = "create";
-    chosen = [createArgs](PlatformHost& host) {
-      auto request = createArgs->request;
-      if (createArgs->file) request.file = *createArgs->file;
-      return host.create(request);
-    };
+  create->add_option("--type", args->request.type, "the content type")->option_text("UTI");
+  create->add_flag("--may-exist", args->request.mayExist, "the item may already exist");
+  create->callback([&chosen, args] {
+    auto request = args->request;
+    if (args->file) request.file = *args->file;
+    chosen = {[request](PlatformHost& host) { return host.create(request); }, "create"};
   });
 }
 
-void addChangeCommands(CLI::App& app, Command& chosen, std::string& name) {
+void addModifyCommand(CLI::App& app, ParsedRequest& chosen) {
   struct Modify {
     ModifyRequest request;
     std::optional<std::string> file;
     std::string fields;
   };
-  auto modifyArgs = std::make_shared<Modify>();
+  auto args = std::make_shared<Modify>();
   auto* modify = app.add_subcommand("modify", "modify an item");
-  modify->add_option("ID", modifyArgs->request.identifier)->required();
-  modify->add_option("--name", modifyArgs->request.name, "the new filename");
-  modify->add_option("--parent", modifyArgs->request.parent, "the new parent");
-  modify->add_option("--file", modifyArgs->file, "the new contents");
-  modify->add_option("--fields", modifyArgs->fields, "further changed fields, comma-separated");
-  modify->callback([&chosen, &name, modifyArgs] {
-    auto request = modifyArgs->request;
-    request.extraFields = parseFields(modifyArgs->fields);
-    if (modifyArgs->file) request.file = *modifyArgs->file;
-    name = "modify";
-    chosen = [request](PlatformHost& host) { return host.modify(request); };
-  });
-
-  auto deleteId = std::make_shared<std::string>();
-  auto* remove = app.add_subcommand("delete", "delete an item");
-  remove->add_option("ID", *deleteId)->required();
-  remove->callback([&chosen, &name, deleteId] {
-    name = "delete";
-    chosen = [deleteId](PlatformHost& host) { return host.remove(*deleteId); };
-  });
-
-  auto actionId = std::make_shared<std::string>();
-  auto actionItems = std::make_shared<std::vector<std::string>>();
-  auto* action = app.add_subcommand("action", "perform a Finder action on items");
-  action->add_option("ACTION_ID", *actionId)->required();
-  action->add_option("ID", *actionItems);
-  action->callback([&chosen, &name, actionId, actionItems] {
-    name = "action";
-    chosen = [actionId, actionItems](PlatformHost& host) {
-      return host.action(*actionId, *actionItems);
-    };
+  modify->add_option("ID", args->request.identifier)->required();
+  modify->add_option("--name", args->request.name, "the new filename");
+  modify->add_option("--parent", args->request.parent, "the new parent")->option_text("ID");
+  modify->add_option("--file", args->file, "the new contents")->option_text("PATH");
+  modify->add_option("--fields", args->fields, "further changed fields, comma-separated")
+      ->option_text("LIST");
+  modify->callback([&chosen, args] {
+    auto request = args->request;
+    request.extraFields = parseFields(args->fields);
+    if (args->file) request.file = *args->file;
+    chosen = {[request](PlatformHost& host) { return host.modify(request); }, "modify"};
   });
 }
 
+void addActionCommand(CLI::App& app, ParsedRequest& chosen) {
+  auto actionId = std::make_shared<std::string>();
+  auto items = std::make_shared<std::vector<std::string>>();
+  auto* action = app.add_subcommand("action", "perform a Finder action on items");
+  action->add_option("ACTION_ID", *actionId)->required();
+  action->add_option("ID", *items);
+  action->callback([&chosen, actionId, items] {
+    chosen = {[actionId, items](PlatformHost& host) { return host.action(*actionId, *items); },
+              "action"};
+  });
+}
+
+// Prints a usage error as the output mode asks; the exit status.
+int reportUsage(const std::string& text, bool json) {
+  if (json) {
+    std::cout << dumpLine(usageError(text).json) << std::endl;
+  } else {
+    std::cerr << "usage error: " << text << "\nRun with --help for more information.\n";
+  }
+  return 2;
+}
+
+enum class Mode { request, shell, demo };
+
 }  // namespace
 
-void addRequestCommands(CLI::App& app, Command& chosen, std::string& name) {
-  addItemCommands(app, chosen, name);
-  addContentCommands(app, chosen, name);
-  addChangeCommands(app, chosen, name);
+void addRequestCommands(CLI::App& app, ParsedRequest& chosen) {
+  addEnumerationCommands(app, chosen);
+  addFetchCommand(app, chosen);
+  addCreateCommand(app, chosen);
+  addModifyCommand(app, chosen);
+  addIdentifierCommand(app, chosen, "delete", "delete an item", &PlatformHost::remove);
+  addActionCommand(app, chosen);
+}
+
+ParsedRequest parseRequest(std::vector<std::string> words,
+                           const std::function<void(CLI::App&)>& more) {
+  CLI::App app("pralodrive request");
+  app.require_subcommand(1);
+  ParsedRequest chosen;
+  addRequestCommands(app, chosen);
+  if (more) more(app);
+  std::reverse(words.begin(), words.end());
+  try {
+    app.parse(words);
+  } catch (const CLI::Success&) {
+    throw CLI::ValidationError("--help is not available here; run pralodrive --help");
+  } catch (const CLI::Error& error) {
+    throw CLI::ValidationError(usageText(app, error));
+  }
+  return chosen;
+}
+
+std::string usageText(const CLI::App& app, const CLI::Error& error) {
+  if (dynamic_cast<const CLI::RequiredError*>(&error) && app.get_subcommands().empty()) {
+    const auto remaining = app.remaining();
+    if (!remaining.empty()) return "unknown command \"" + remaining.front() + "\"";
+    return "a command is required";
+  }
+  return error.what();
 }
 
 int runCommandLine(int argc, char** argv) {
@@ -177,38 +206,36 @@ int runCommandLine(int argc, char** argv) {
   app.require_subcommand(1);
   GlobalOptions globals;
   addGlobalOptions(app, globals);
-  Command chosen;
-  std::string name;
-  addRequestCommands(app, chosen, name);
-  bool shellMode = false;
+  ParsedRequest chosen;
+  addRequestCommands(app, chosen);
+  Mode mode = Mode::request;
   app.add_subcommand("shell", "run commands from standard input in one process")->callback([&] {
-    shellMode = true;
+    mode = Mode::shell;
   });
+  bool keep = false;
+  auto* demo = app.add_subcommand("demo", "walk through the provider against a local service");
+  demo->add_flag("--keep", keep, "leave the service running afterwards, until Ctrl-C");
+  demo->callback([&] { mode = Mode::demo; });
   try {
     app.parse(argc, argv);
     applyGlobalOptions(globals);
-  } catch (const CLI::CallForHelp& help) {
+  } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::Error& error) {
-    const auto outcome = usageError(error.what());
-    if (globals.json) {
-      std::cout << dumpLine(outcome.json) << std::endl;
-    } else {
-      std::cerr << "usage error: " << error.what() << "\nRun with --help for more information.\n";
-    }
-    return 2;
+    return reportUsage(usageText(app, error), globals.json);
   }
+  if (mode == Mode::demo) return runDemo({keep}, std::cout);
   FileProviderExtension extension({"eu.vantrel.drive", "PraloDrive"});
   PlatformHost host(extension, extension, extension);
   int status = 0;
-  if (shellMode) {
+  if (mode == Mode::shell) {
     status = runShell(host, std::cin, std::cout);
   } else {
-    const auto outcome = chosen(host);
+    const auto outcome = chosen.command(host);
     if (globals.json) {
       std::cout << dumpLine(outcome.json) << std::endl;
     } else {
-      printForPerson(name, outcome, std::cout, std::cerr);
+      printForPerson(chosen.name, outcome, std::cout, std::cerr);
     }
     status = outcome.status;
   }

@@ -1,24 +1,37 @@
 #pragma once
 
 #include <functional>
-#include <iosfwd>
-#include <memory>
 #include <string>
+#include <vector>
 
 #include "platform_host.h"
 
 namespace CLI {
 class App;
-}
+class Error;
+}  // namespace CLI
 
 namespace drive::cli {
 
 // A parsed request, ready to run against a host.
 using Command = std::function<Outcome(PlatformHost&)>;
 
-// Adds the platform-request commands to `app`; the one that parses stores itself in `chosen`
-// and its name in `name`.
-void addRequestCommands(CLI::App& app, Command& chosen, std::string& name);
+struct ParsedRequest {
+  Command command;
+  // The command's name, which tells printForPerson how to lay the result out.
+  std::string name;
+};
+
+// Adds the platform-request commands to `app`; the one that parses stores itself in `chosen`.
+void addRequestCommands(CLI::App& app, ParsedRequest& chosen);
+
+// The words of one request as typed after the global options (a shell line, a demo step).
+// `more` adds the caller's own commands, which leave `command` empty. Throws CLI::Error.
+ParsedRequest parseRequest(std::vector<std::string> words,
+                           const std::function<void(CLI::App&)>& more = {});
+
+// The text of a usage error; CLI11 reports a mistyped command as a missing one.
+std::string usageText(const CLI::App& app, const CLI::Error& error);
 
 // `pralodrive ARGS…`: parses, sets up the environment, runs one command; the exit status.
 int runCommandLine(int argc, char** argv);

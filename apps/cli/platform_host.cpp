@@ -1,6 +1,7 @@
 #include "platform_host.h"
 
 #include "platform/blocking_calls.h"
+#include "platform/task_runner.h"
 #include "platform/type_registry.h"
 #include "platform/xpc_transaction.h"
 
@@ -34,6 +35,18 @@ fp::UniformType templateType(const CreateRequest& request) {
   return fp::TypeRegistry::typeForFilename(request.name).value_or(fp::UniformType::data());
 }
 
+// The platform keeps the delivered file; -o gives the person a copy of it.
+fp::Error copyDelivered(const fp::URL& delivered, const std::filesystem::path& copyTo) {
+  constexpr long kFileWriteUnknown = 512;
+  std::error_code error;
+  std::filesystem::copy_file(delivered, copyTo, std::filesystem::copy_options::overwrite_existing,
+                             error);
+  if (!error) return std::nullopt;
+  return fp::PlatformError::withDescription(
+      fp::NSCocoaErrorDomain, kFileWriteUnknown,
+      "Could not copy the file to " + copyTo.string() + ": " + error.message());
+}
+
 }  // namespace
 
 Outcome usageError(const std::string& description) {
@@ -45,15 +58,15 @@ Outcome PlatformHost::item(const std::string& identifier) {
 }
 
 Outcome PlatformHost::list(const std::string& identifier) {
-  auto enumerator = enumerating_.enumeratorForContainerItemIdentifier(identifier, {});
-  const auto reply = calls::enumerateItems(*enumerator);
+  const auto reply = enumerated(identifier, calls::enumerateItems);
   if (reply.error) return {errorJson(*reply.error), 1};
   return {Json{{"items", itemsJson(reply.items)}}, 0};
 }
 
 Outcome PlatformHost::changes(const std::string& identifier, const fp::SyncAnchor& anchor) {
-  auto enumerator = enumerating_.enumeratorForContainerItemIdentifier(identifier, {});
-  const auto reply = calls::enumerateChanges(*enumerator, anchor);
+  const auto reply = enumerated(identifier, [&anchor](fp::Enumerator& enumerator) {
+    return calls::enumerateChanges(enumerator, anchor);
+  });
   if (reply.error) return {errorJson(*reply.error), 1};
   Json json;
   json["deleted"] = reply.deleted;
@@ -61,6 +74,15 @@ Outcome PlatformHost::changes(const std::string& identifier, const fp::SyncAncho
   json["anchor"] = hexString(reply.anchor);
   json["moreComing"] = reply.moreComing;
   return {std::move(json), 0};
+}
+
+fp::BlockingCalls::EnumerationReply PlatformHost::enumerated(
+    const std::string& identifier,
+    const std::function<fp::BlockingCalls::EnumerationReply(fp::Enumerator&)>& enumerate) {
+  auto enumerator = enumerating_.enumeratorForContainerItemIdentifier(identifier, {});
+  auto reply = enumerate(*enumerator);
+  fp::TaskRunner::shared().waitIdle();
+  return reply;
 }
 
 Outcome PlatformHost::anchor(const std::string& identifier) {
@@ -78,18 +100,9 @@ Outcome PlatformHost::fetch(const std::string& identifier,
   Json json;
   if (reply.url) json["path"] = reply.url->string();
   if (reply.item) json["item"] = itemJson(*reply.item);
-  if (!reply.error && reply.url && copyTo) {
-    std::error_code copyError;
-    std::filesystem::copy_file(*reply.url, *copyTo,
-                               std::filesystem::copy_options::overwrite_existing, copyError);
-    if (copyError) {
-      return {
-          errorJson("NSCocoaErrorDomain", 512,
-                    "Could not copy the file to " + copyTo->string() + ": " + copyError.message()),
-          1};
-    }
-  }
-  return finished(std::move(json), reply.error, reply.progress);
+  auto error = reply.error;
+  if (!error && reply.url && copyTo) error = copyDelivered(*reply.url, *copyTo);
+  return finished(std::move(json), error, reply.progress);
 }
 
 Outcome PlatformHost::create(const CreateRequest& request) {

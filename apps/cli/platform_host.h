@@ -1,12 +1,14 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "extension/file_provider_extension.h"
 #include "item_json.h"
+#include "platform/blocking_calls.h"
 
 namespace drive::cli {
 
@@ -57,6 +59,12 @@ class PlatformHost {
   Outcome action(const std::string& action, const std::vector<std::string>& identifiers);
 
  private:
+  // Also waits for the bookkeeping an enumerator does after its finish call, so that the
+  // next request sees it.
+  fp::BlockingCalls::EnumerationReply enumerated(
+      const std::string& identifier,
+      const std::function<fp::BlockingCalls::EnumerationReply(fp::Enumerator&)>& enumerate);
+
   fp::ReplicatedExtension& extension_;
   fp::Enumerating& enumerating_;
   fp::CustomAction& actions_;

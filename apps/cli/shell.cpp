@@ -16,35 +16,25 @@ bool isBlank(const std::string& line) {
   return std::all_of(line.begin(), line.end(), [](unsigned char c) { return std::isspace(c); });
 }
 
-// Parses one line; nullopt for "sleep", which is carried out here.
-std::optional<Outcome> runLine(PlatformHost& host, std::vector<std::string> words) {
-  CLI::App app("pralodrive shell");
-  app.require_subcommand(1);
-  Command chosen;
-  std::string name;
-  addRequestCommands(app, chosen, name);
+// Runs one line; nullopt for "sleep", which prints nothing.
+std::optional<Outcome> runLine(PlatformHost& host, const std::vector<std::string>& words) {
   double seconds = -1;
-  app.add_subcommand("sleep", "pause")
-      ->add_option("SECONDS", seconds)
-      ->required()
-      ->check(CLI::NonNegativeNumber);
-  const auto commands = app.get_subcommands([&](const CLI::App* command) {
-    return !words.empty() && command->get_name() == words.front();
-  });
-  if (!words.empty() && commands.empty()) {
-    return usageError("unknown command \"" + words.front() + "\"");
-  }
-  std::reverse(words.begin(), words.end());
+  ParsedRequest request;
   try {
-    app.parse(words);
+    request = parseRequest(words, [&seconds](CLI::App& app) {
+      app.add_subcommand("sleep", "pause")
+          ->add_option("SECONDS", seconds)
+          ->required()
+          ->check(CLI::Range(0.0, 86400.0));
+    });
   } catch (const CLI::Error& error) {
     return usageError(error.what());
   }
-  if (seconds >= 0) {
+  if (!request.command) {
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
     return std::nullopt;
   }
-  return chosen(host);
+  return request.command(host);
 }
 
 }  // namespace

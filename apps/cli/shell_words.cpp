@@ -1,5 +1,7 @@
 #include "shell_words.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <utility>
 
@@ -41,6 +43,17 @@ std::optional<std::vector<std::string>> splitShellWords(const std::string& line)
   }
   if (inWord) words.push_back(word);
   return words;
+}
+
+std::string shellQuoted(const std::string& word) {
+  const bool plain = !word.empty() && std::all_of(word.begin(), word.end(), [](unsigned char c) {
+    return std::isalnum(c) || (c != 0 && std::strchr("_@%+=:,./-", c) != nullptr);
+  });
+  if (plain) return word;
+  std::string quoted = "'";
+  for (const char c : word)
+    quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 }  // namespace drive::cli

@@ -6,32 +6,22 @@
 #include <iostream>
 
 #include "reference/reference_service.h"
+#include "reference/stop_signals.h"
 
 namespace {
 
 using drive::reference::ReferenceOptions;
 using drive::reference::ReferenceService;
 
-// Signals are taken by sigwait on the main thread; every server thread inherits the mask.
-sigset_t blockStopSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  ::signal(SIGPIPE, SIG_IGN);
-  return signals;
-}
-
 int serve(ReferenceOptions options, const std::string& seed) {
-  const sigset_t stopSignals = blockStopSignals();
+  const drive::reference::StopSignals stopSignals;
+  ::signal(SIGPIPE, SIG_IGN);
   ReferenceService service(std::move(options));
   if (seed == "demo") service.seedDemo();
   service.start();
   std::cout << "service " << service.baseURL() << "\n"
             << "companion " << service.companionURL() << std::endl;
-  int received = 0;
-  sigwait(&stopSignals, &received);
+  stopSignals.wait();
   service.stop();
   return 0;
 }

@@ -16,6 +16,7 @@
 #include "http_client.h"
 #include "reference/reference_service.h"
 #include "test_environment.h"
+#include "test_files.h"
 
 extern char** environ;
 
@@ -26,12 +27,7 @@ namespace {
 class Child {
  public:
   explicit Child(const std::vector<std::string>& arguments) {
-    // Under ctest DRIVE_TEST_BIN names the binaries' directory; run by hand, it is this one's.
-    const char* directory = std::getenv("DRIVE_TEST_BIN");
-    const std::string program =
-        (directory ? std::filesystem::path(directory)
-                   : std::filesystem::read_symlink("/proc/self/exe").parent_path()) /
-        "pralodrive-reference";
+    const std::string program = drive::testing::builtProgram("pralodrive-reference");
     int out[2], err[2];
     if (::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0)
       throw std::runtime_error("pipe");

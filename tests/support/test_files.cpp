@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -25,6 +26,13 @@ std::string readText(const std::filesystem::path& path) {
   std::ostringstream contents;
   contents << in.rdbuf();
   return contents.str();
+}
+
+std::filesystem::path builtProgram(const std::string& name) {
+  const char* directory = std::getenv("DRIVE_TEST_BIN");
+  return (directory ? std::filesystem::path(directory)
+                    : std::filesystem::read_symlink("/proc/self/exe").parent_path()) /
+         name;
 }
 
 // The link lives outside the watched directory so that listings of it stay unchanged.

@@ -10,6 +10,9 @@ void writeText(const std::filesystem::path& path, const std::string& text);
 // The file's bytes; empty when it cannot be read.
 std::string readText(const std::filesystem::path& path);
 
+// A program of this build: in DRIVE_TEST_BIN under ctest, else beside the running test.
+std::filesystem::path builtProgram(const std::string& name);
+
 // Keeps a hard link to a file's current inode, so a test can tell whether the file was
 // replaced (a new inode under the name) or changed in place (the old inode's bytes differ).
 class ReplacementWatch {
