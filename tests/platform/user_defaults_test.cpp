@@ -69,6 +69,17 @@ TEST_F(UserDefaultsTest, ChangesKeepOtherKeysAndReplaceAMalformedFile) {
   }
 }
 
+TEST_F(UserDefaultsTest, ReadsSeeAnotherWritersChangeAtOnce) {
+  suite().setObject("one", "a");
+  EXPECT_EQ(suite().objectForKey("a"), json("one"));
+  // Read from the parsed copy unless the file changed: a replacement of the same size, then
+  // an edit in place.
+  ASSERT_TRUE(fp::writeJSONFile(suiteFile(), json{{"a", "two"}}));
+  EXPECT_EQ(suite().objectForKey("a"), json("two"));
+  testing::writeText(suiteFile(), R"({"a":"three"})");
+  EXPECT_EQ(suite().objectForKey("a"), json("three"));
+}
+
 TEST_F(UserDefaultsTest, WritersInTwoProcessesLoseNoKey) {
   constexpr int kKeysPerProcess = 25;
   const auto writeKeys = [this](const std::string& prefix) {
