@@ -104,7 +104,12 @@ fp::UniformType contentTypeOf(const StorageNode& node, const std::string& name) 
 
 std::shared_ptr<const FileProviderItem> buildNodeItem(const StorageNode& node,
                                                       const NodeItemOptions& options) {
-  const auto state = DriveDiskState::current();
+  return buildNodeItem(node, options, DriveDiskState::current());
+}
+
+std::shared_ptr<const FileProviderItem> buildNodeItem(const StorageNode& node,
+                                                      const NodeItemOptions& options,
+                                                      const DriveDiskState::FileState& state) {
   FileProviderItem::Record record;
   record.identifier = DriveItemID::node(node.id).format();
   record.parent = options.parent.platformIdentifier();
