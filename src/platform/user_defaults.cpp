@@ -95,7 +95,13 @@ std::optional<std::string> UserDefaults::dataForKey(const std::string& key) cons
 }
 
 void UserDefaults::setObject(const nlohmann::json& value, const std::string& key) const {
-  change([&](nlohmann::json& object) { object[key] = value; });
+  change([&](nlohmann::json& object) {
+    const auto found = object.find(key);
+    // 1 and 1.0 compare equal but are written differently.
+    if (found != object.end() && found->type() == value.type() && *found == value) return false;
+    object[key] = value;
+    return true;
+  });
 }
 
 void UserDefaults::setData(std::string_view bytes, const std::string& key) const {
@@ -103,7 +109,7 @@ void UserDefaults::setData(std::string_view bytes, const std::string& key) const
 }
 
 void UserDefaults::removeObjectForKey(const std::string& key) const {
-  change([&](nlohmann::json& object) { object.erase(key); });
+  change([&](nlohmann::json& object) { return object.erase(key) > 0; });
 }
 
 std::shared_ptr<const nlohmann::json> UserDefaults::contents() const {
@@ -121,7 +127,7 @@ std::shared_ptr<const nlohmann::json> UserDefaults::contents() const {
   return object;
 }
 
-void UserDefaults::change(const std::function<void(nlohmann::json&)>& edit) const {
+void UserDefaults::change(const std::function<bool(nlohmann::json&)>& edit) const {
   if (file_.empty()) return;
   std::error_code ignored;
   std::filesystem::create_directories(file_.parent_path(), ignored);
@@ -129,8 +135,8 @@ void UserDefaults::change(const std::function<void(nlohmann::json&)>& edit) cons
   FileLock lock(lockFile.replace_extension(".lock"));
   // Never from the parsed copy: a stamp can repeat, and a lost update would be for good.
   auto object = readObject(file_);
-  edit(object);
-  writeJSONFile(file_, object);
+  // A listing stores the same identifiers time after time: only a change is written.
+  if (edit(object)) writeJSONFile(file_, object);
 }
 
 std::optional<std::vector<std::string>> stringArrayValue(

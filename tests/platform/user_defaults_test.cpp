@@ -80,6 +80,19 @@ TEST_F(UserDefaultsTest, ReadsSeeAnotherWritersChangeAtOnce) {
   EXPECT_EQ(suite().objectForKey("a"), json("three"));
 }
 
+TEST_F(UserDefaultsTest, OnlyChangesRewriteTheFile) {
+  suite().setObject(json::array({"x", "y"}), "ids");
+  suite().setObject(1, "n");
+  {
+    testing::ReplacementWatch watch(suiteFile());
+    suite().setObject(json::array({"x", "y"}), "ids");
+    suite().removeObjectForKey("absent");
+    EXPECT_FALSE(watch.replaced());
+  }
+  suite().setObject(1.0, "n");
+  EXPECT_EQ(testing::readText(suiteFile()), R"({"ids":["x","y"],"n":1.0})");
+}
+
 TEST_F(UserDefaultsTest, WritersInTwoProcessesLoseNoKey) {
   constexpr int kKeysPerProcess = 25;
   const auto writeKeys = [this](const std::string& prefix) {
