@@ -41,6 +41,15 @@ fp::ItemFields parseFields(const std::string& list) {
   return fields;
 }
 
+// Arguments that start over at every parse, so that a parser reused for many lines forgets
+// the options of the last one.
+template <typename T>
+std::shared_ptr<T> freshEachParse(CLI::App* command) {
+  auto arguments = std::make_shared<T>();
+  command->preparse_callback([arguments](std::size_t) { *arguments = T{}; });
+  return arguments;
+}
+
 void addItemCommands(CLI::App& app, Command& chosen, std::string& name) {
   auto id = std::make_shared<std::string>();
   auto* item = app.add_subcommand("item", "itemForIdentifier: one item");
@@ -59,8 +68,8 @@ void addItemCommands(CLI::App& app, Command& chosen, std::string& name) {
   });
 
   auto changesId = std::make_shared<std::string>();
-  auto anchorHex = std::make_shared<std::string>();
   auto* changes = app.add_subcommand("changes", "enumerate a container's changes");
+  auto anchorHex = freshEachParse<std::string>(changes);
   changes->add_option("ID", *changesId)->required();
   changes->add_option("--anchor", *anchorHex, "the sync anchor, in hex");
   changes->callback([&chosen, &name, changesId, anchorHex] {
@@ -85,8 +94,8 @@ void addContentCommands(CLI::App& app, Command& chosen, std::string& name) {
     std::optional<std::string> version;
     std::optional<std::string> output;
   };
-  auto fetchArgs = std::make_shared<Fetch>();
   auto* fetch = app.add_subcommand("fetch", "fetch an item's contents");
+  auto fetchArgs = freshEachParse<Fetch>(fetch);
   fetch->add_option("ID", fetchArgs->id)->required();
   fetch->add_option("--version", fetchArgs->version, "the requested content version");
   fetch->add_option("-o", fetchArgs->output, "also copy the delivered file here");
@@ -103,8 +112,8 @@ void addContentCommands(CLI::App& app, Command& chosen, std::string& name) {
     CreateRequest request;
     std::optional<std::string> file;
   };
-  auto createArgs = std::make_shared<Create>();
   auto* create = app.add_subcommand("create", "create an item from a template");
+  auto createArgs = freshEachParse<Create>(create);
   create->add_option("PARENT", createArgs->request.parent)->required();
   create->add_option("NAME", createArgs->request.name)->required();
   auto* file = create->add_option("--file", createArgs->file, "the contents");
@@ -128,8 +137,8 @@ void addChangeCommands(CLI::App& app, Command& chosen, std::string& name) {
     std::optional<std::string> file;
     std::string fields;
   };
-  auto modifyArgs = std::make_shared<Modify>();
   auto* modify = app.add_subcommand("modify", "modify an item");
+  auto modifyArgs = freshEachParse<Modify>(modify);
   modify->add_option("ID", modifyArgs->request.identifier)->required();
   modify->add_option("--name", modifyArgs->request.name, "the new filename");
   modify->add_option("--parent", modifyArgs->request.parent, "the new parent");
@@ -152,8 +161,8 @@ void addChangeCommands(CLI::App& app, Command& chosen, std::string& name) {
   });
 
   auto actionId = std::make_shared<std::string>();
-  auto actionItems = std::make_shared<std::vector<std::string>>();
   auto* action = app.add_subcommand("action", "perform a Finder action on items");
+  auto actionItems = freshEachParse<std::vector<std::string>>(action);
   action->add_option("ACTION_ID", *actionId)->required();
   action->add_option("ID", *actionItems);
   action->callback([&chosen, &name, actionId, actionItems] {
