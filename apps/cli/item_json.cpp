@@ -14,7 +14,9 @@ std::string text(const fp::Bytes& bytes) {
 }  // namespace
 
 Json itemJson(const fp::Item& item) {
-  Json json;
+  Json json = Json::object();
+  // Room for every key at once: an ordered object copies all its entries each time it grows.
+  json.get_ref<Json::object_t&>().reserve(16);
   json["itemIdentifier"] = item.itemIdentifier();
   json["parentItemIdentifier"] = item.parentItemIdentifier();
   json["filename"] = item.filename();

@@ -87,13 +87,13 @@ std::string DriveAPI::perform(const std::string& path, const std::string& method
   return checkResponse(session_.send(request));
 }
 
-std::string DriveAPI::checkResponse(const fp::URLResponse& answer) {
+std::string DriveAPI::checkResponse(fp::URLResponse answer) {
   const long status = answer.response.statusCode;
   if (status == 0) throw DriveAPIError::message("No response");
   if (status == 204) return {};
   if (status == 401) throw DriveAPIError::unauthorized();
   if (status < 200 || status >= 300) throw DriveAPIError::http(status, errorMessage(answer.body));
-  return answer.body;
+  return std::move(answer.body);
 }
 
 template <typename Record>

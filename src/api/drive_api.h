@@ -29,8 +29,9 @@ class DriveAPI {
   std::string perform(const std::string& path, const std::string& method,
                       const std::optional<Body>& body, const std::optional<std::string>& token);
 
-  // The body of a 2xx answer, or the error the status stands for.
-  static std::string checkResponse(const fp::URLResponse& answer);
+  // The body of a 2xx answer, or the error the status stands for. Takes the answer whole so
+  // that a large body is moved out, not copied.
+  static std::string checkResponse(fp::URLResponse answer);
 
   // The record, or the service's message, or a decoding failure.
   template <typename Record>

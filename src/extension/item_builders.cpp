@@ -27,27 +27,30 @@ std::string strippedDots(const std::string& text) {
   return text.substr(start, text.find_last_not_of('.') - start + 1);
 }
 
-SyncMode nodeMode(const StorageNode& node, bool writable, const DriveDiskState::FileState& state) {
+// `cloudOnly`: isCloudOnlyDocument of the node, which the builder works out once.
+SyncMode nodeMode(const StorageNode& node, bool writable, bool cloudOnly,
+                  const DriveDiskState::FileState& state) {
   if (state.pinned.contains(node.id)) return SyncMode::offline;
   if (isContainerNode(node)) return writable ? SyncMode::folder : SyncMode::listing;
-  if (isCloudOnlyDocument(node)) return SyncMode::pralo;
+  if (cloudOnly) return SyncMode::pralo;
   return writable ? SyncMode::online : SyncMode::listing;
 }
 
-fp::ItemCapabilities nodeCapabilities(const StorageNode& node, bool writable, bool project) {
+fp::ItemCapabilities nodeCapabilities(const StorageNode& node, bool writable, bool project,
+                                      bool cloudOnly) {
   if (project) return writable ? (reading | writing) : reading;
   if (isContainerNode(node)) {
     return writable ? (reading | writing | reparenting | renaming | deleting) : reading;
   }
-  if (isCloudOnlyDocument(node)) return writable ? (reparenting | renaming | deleting) : 0;
+  if (cloudOnly) return writable ? (reparenting | renaming | deleting) : 0;
   return writable ? (reading | writing | reparenting | renaming | deleting | evicting)
                   : (reading | evicting);
 }
 
-bool isLocalNode(const StorageNode& node, const NodeItemOptions& options,
+bool isLocalNode(const StorageNode& node, const NodeItemOptions& options, bool cloudOnly,
                  const DriveDiskState::FileState& state) {
   if (isContainerNode(node)) return true;
-  if (isCloudOnlyDocument(node)) return false;
+  if (cloudOnly) return false;
   return options.downloaded.value_or(state.materialized.contains(node.id));
 }
 
@@ -104,7 +107,12 @@ fp::UniformType contentTypeOf(const StorageNode& node, const std::string& name) 
 
 std::shared_ptr<const FileProviderItem> buildNodeItem(const StorageNode& node,
                                                       const NodeItemOptions& options) {
-  const auto state = DriveDiskState::current();
+  return buildNodeItem(node, options, DriveDiskState::current());
+}
+
+std::shared_ptr<const FileProviderItem> buildNodeItem(const StorageNode& node,
+                                                      const NodeItemOptions& options,
+                                                      const DriveDiskState::FileState& state) {
   FileProviderItem::Record record;
   record.identifier = DriveItemID::node(node.id).format();
   record.parent = options.parent.platformIdentifier();
@@ -113,14 +121,15 @@ std::shared_ptr<const FileProviderItem> buildNodeItem(const StorageNode& node,
   record.creationDate = dateOf(node.createdAt);
   record.modificationDate = dateOf(node.updatedAt);
   if (!record.modificationDate) record.modificationDate = record.creationDate;
-  record.syncMode = nodeMode(node, options.writable, state);
+  const bool cloudOnly = isCloudOnlyDocument(node);
+  record.syncMode = nodeMode(node, options.writable, cloudOnly, state);
   record.isContainer = isContainerNode(node);
-  record.isLocal = isLocalNode(node, options, state);
+  record.isLocal = isLocalNode(node, options, cloudOnly, state);
   record.isDownloaded = record.isLocal;
   record.revision = state.revision;
   record.contentVersion = options.contentVersion.value_or(
       bytesOf(node.contentHash.value_or(timeStampText(record.modificationDate))));
-  record.capabilities = nodeCapabilities(node, options.writable, options.project);
+  record.capabilities = nodeCapabilities(node, options.writable, options.project, cloudOnly);
   record.documentSize = node.byteSize;
   return std::make_shared<const FileProviderItem>(std::move(record));
 }

@@ -6,6 +6,7 @@
 #include "api/wire_models.h"
 #include "extension/drive_item_id.h"
 #include "extension/file_provider_item.h"
+#include "shared/disk_state.h"
 
 namespace drive {
 
@@ -21,6 +22,10 @@ struct NodeItemOptions {
 // Each build reads a fresh disk-state snapshot (pins, materialised ids, revision).
 std::shared_ptr<const FileProviderItem> buildNodeItem(const StorageNode& node,
                                                       const NodeItemOptions& options);
+// With a snapshot the caller read: a listing reads one for all its items.
+std::shared_ptr<const FileProviderItem> buildNodeItem(const StorageNode& node,
+                                                      const NodeItemOptions& options,
+                                                      const DriveDiskState::FileState& state);
 std::shared_ptr<const FileProviderItem> buildNamespaceItem(
     const StorageNamespace& storageNamespace, const std::optional<std::string>& name = {});
 std::shared_ptr<const FileProviderItem> buildRootItem();

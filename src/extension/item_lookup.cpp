@@ -6,6 +6,7 @@
 #include "api/drive_api.h"
 #include "extension/item_builders.h"
 #include "extension/name_rules.h"
+#include "shared/disk_state.h"
 #include "shared/sync_selection.h"
 
 namespace drive {
@@ -28,13 +29,14 @@ ItemList childItems(const std::vector<StorageNode>& children, const DriveItemID&
   ItemList items;
   items.reserve(children.size());
   std::set<std::string> used;
+  const auto state = DriveDiskState::current();
   for (const auto& child : children) {
     NodeItemOptions options;
     options.parent = parent;
     options.name = uniqueFilename(child.name, used);
     options.writable = isWritable(personal, child);
     options.project = child.kind == "project";
-    items.push_back(buildNodeItem(child, options));
+    items.push_back(buildNodeItem(child, options, state));
   }
   return items;
 }

@@ -17,6 +17,30 @@ bool isWhiteSpaceOrNewline(UChar32 c) {
   return type == U_SPACE_SEPARATOR || type == U_LINE_SEPARATOR || type == U_PARAGRAPH_SEPARATOR;
 }
 
+// Most names are plain ASCII; ICU's conversions would cost more than the whole rule.
+bool isASCII(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x80; });
+}
+
+// The white-space-and-newline set within ASCII.
+bool isASCIIWhiteSpace(unsigned char c) {
+  return (c >= 0x09 && c <= 0x0D) || c == ' ';
+}
+
+std::string trimmedASCII(const std::string& name) {
+  const auto first = std::find_if_not(name.begin(), name.end(), isASCIIWhiteSpace);
+  const auto last =
+      std::find_if_not(name.rbegin(), std::make_reverse_iterator(first), isASCIIWhiteSpace);
+  return std::string(first, last.base());
+}
+
+std::string lowercasedASCII(std::string name) {
+  for (auto& c : name) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return name;
+}
+
 std::string toUTF8(const icu::UnicodeString& text) {
   std::string bytes;
   text.toUTF8String(bytes);
@@ -31,6 +55,7 @@ std::string replaced(std::string text, char from, char to) {
 }  // namespace
 
 std::string trimmedName(const std::string& name) {
+  if (isASCII(name)) return trimmedASCII(name);
   const auto text = icu::UnicodeString::fromUTF8(name);
   int32_t start = 0;
   int32_t end = text.length();
@@ -48,6 +73,7 @@ std::string trimmedName(const std::string& name) {
 }
 
 std::string lowercasedName(const std::string& name) {
+  if (isASCII(name)) return lowercasedASCII(name);
   auto text = icu::UnicodeString::fromUTF8(name);
   return toUTF8(text.toLower(icu::Locale::getRoot()));
 }
@@ -57,6 +83,7 @@ std::string nameKey(const std::string& name) {
 }
 
 std::string composedName(const std::string& name) {
+  if (isASCII(name)) return name;
   UErrorCode status = U_ZERO_ERROR;
   const auto* nfc = icu::Normalizer2::getNFCInstance(status);
   if (U_FAILURE(status)) return name;

@@ -1,6 +1,10 @@
 #include "platform/user_defaults.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <map>
+#include <mutex>
 
 #include "platform/base64.h"
 #include "platform/environment.h"
@@ -16,6 +20,41 @@ std::filesystem::path configHome(const Environment& environment) {
   if (environment.configHome) return *environment.configHome;
   if (environment.homeDirectory.empty()) return {};
   return environment.homeDirectory / ".config";
+}
+
+nlohmann::json readObject(const std::filesystem::path& file) {
+  auto value = readJSONFile(file);
+  if (!value || !value->is_object()) return nlohmann::json::object();
+  return std::move(*value);
+}
+
+// Which file a path names and when it last changed: an atomic replacement gives a new inode.
+struct FileStamp {
+  dev_t device = 0;
+  ino_t inode = 0;
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;
+  off_t size = -1;
+  bool operator==(const FileStamp&) const = default;
+};
+
+FileStamp stampOf(const std::filesystem::path& file) {
+  struct stat info {};
+  if (::stat(file.c_str(), &info) != 0) return {};
+  return {info.st_dev, info.st_ino, info.st_mtim.tv_sec, info.st_mtim.tv_nsec, info.st_size};
+}
+
+// Reading a large suite (a listing's identifiers) once per request would cost more than the
+// request itself.
+struct ParsedFiles {
+  std::mutex mutex;
+  std::map<std::filesystem::path, std::pair<FileStamp, std::shared_ptr<const nlohmann::json>>>
+      files;
+};
+
+ParsedFiles& parsedFiles() {
+  static ParsedFiles instance;
+  return instance;
 }
 
 }  // namespace
@@ -37,8 +76,8 @@ UserDefaults UserDefaults::standard() {
 
 std::optional<nlohmann::json> UserDefaults::objectForKey(const std::string& key) const {
   const auto object = contents();
-  const auto found = object.find(key);
-  if (found == object.end()) return std::nullopt;
+  const auto found = object->find(key);
+  if (found == object->end()) return std::nullopt;
   return *found;
 }
 
@@ -56,7 +95,13 @@ std::optional<std::string> UserDefaults::dataForKey(const std::string& key) cons
 }
 
 void UserDefaults::setObject(const nlohmann::json& value, const std::string& key) const {
-  change([&](nlohmann::json& object) { object[key] = value; });
+  change([&](nlohmann::json& object) {
+    const auto found = object.find(key);
+    // 1 and 1.0 compare equal but are written differently.
+    if (found != object.end() && found->type() == value.type() && *found == value) return false;
+    object[key] = value;
+    return true;
+  });
 }
 
 void UserDefaults::setData(std::string_view bytes, const std::string& key) const {
@@ -64,24 +109,34 @@ void UserDefaults::setData(std::string_view bytes, const std::string& key) const
 }
 
 void UserDefaults::removeObjectForKey(const std::string& key) const {
-  change([&](nlohmann::json& object) { object.erase(key); });
+  change([&](nlohmann::json& object) { return object.erase(key) > 0; });
 }
 
-nlohmann::json UserDefaults::contents() const {
-  auto value = readJSONFile(file_);
-  if (!value || !value->is_object()) return nlohmann::json::object();
-  return std::move(*value);
+std::shared_ptr<const nlohmann::json> UserDefaults::contents() const {
+  // Stamped before reading: a replacement in between costs a second read, never a stale one.
+  const auto stamp = stampOf(file_);
+  auto& parsed = parsedFiles();
+  {
+    std::lock_guard lock(parsed.mutex);
+    const auto found = parsed.files.find(file_);
+    if (found != parsed.files.end() && found->second.first == stamp) return found->second.second;
+  }
+  auto object = std::make_shared<const nlohmann::json>(readObject(file_));
+  std::lock_guard lock(parsed.mutex);
+  parsed.files[file_] = {stamp, object};
+  return object;
 }
 
-void UserDefaults::change(const std::function<void(nlohmann::json&)>& edit) const {
+void UserDefaults::change(const std::function<bool(nlohmann::json&)>& edit) const {
   if (file_.empty()) return;
   std::error_code ignored;
   std::filesystem::create_directories(file_.parent_path(), ignored);
   auto lockFile = file_;
   FileLock lock(lockFile.replace_extension(".lock"));
-  auto object = contents();
-  edit(object);
-  writeJSONFile(file_, object, 0600);  // it may hold the signed-in session
+  // Never from the parsed copy: a stamp can repeat, and a lost update would be for good.
+  auto object = readObject(file_);
+  // A listing stores the same identifiers time after time: only a change is written.
+  if (edit(object)) writeJSONFile(file_, object, 0600);  // it may hold the signed-in session
 }
 
 std::optional<std::vector<std::string>> stringArrayValue(

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -14,10 +15,12 @@ namespace fp {
 // processes (the companion app) read and write too. A data value is stored as
 // {"data":"<base64>"}; strings, numbers, booleans and arrays stand as themselves.
 //
-// Every read goes to the file, so a change made by another process is seen at once. Every
-// change is a read-modify-write under an exclusive flock on the sibling lock file (the file
-// name with ".lock" for ".json") and replaces the file atomically. Missing or malformed
-// files read as empty; failed writes are ignored.
+// Every read looks at the file, so a change made by another process is seen at once; the
+// parsed file is kept for as long as its identity, modification time and size stay the same.
+// Every change is a read-modify-write of the file itself under an exclusive flock on the
+// sibling lock file (the file name with ".lock" for ".json") and, unless it leaves every
+// value as it was, replaces the file atomically. Missing or malformed files read as empty;
+// failed writes are ignored.
 class UserDefaults {
  public:
   // The suite kept in the app-group container:
@@ -42,8 +45,10 @@ class UserDefaults {
 
  private:
   explicit UserDefaults(std::filesystem::path file) : file_(std::move(file)) {}
-  nlohmann::json contents() const;
-  void change(const std::function<void(nlohmann::json&)>& edit) const;
+  // The parsed file, shared while it stays unchanged.
+  std::shared_ptr<const nlohmann::json> contents() const;
+  // `edit` tells whether it changed anything; the file is rewritten only then.
+  void change(const std::function<bool(nlohmann::json&)>& edit) const;
 
   std::filesystem::path file_;
 };

@@ -15,6 +15,12 @@ TEST(NameRules, TrimmingAndCaseAreUnicodeAware) {
   // Full lower-casing: İ becomes i + combining dot, not a lone i.
   EXPECT_EQ(lowercasedName("\u0130"), "i\u0307");
   EXPECT_EQ(composedName("Cafe\u0301"), "Caf\u00e9");
+  // Plain ASCII names take a shorter way to the same answers.
+  EXPECT_EQ(trimmedName("\t\n\v\f\r Report.PDF \r\n"), "Report.PDF");
+  EXPECT_EQ(trimmedName("\037a\034"), "\037a\034");
+  EXPECT_EQ(trimmedName(" \t "), "");
+  EXPECT_EQ(nameKey("  ARGER.TXT@[`{ "), "arger.txt@[`{");
+  EXPECT_EQ(composedName("Cafe"), "Cafe");
 }
 
 TEST(NameRules, CleaningNeverLeavesSlashesNulsOrEmptyNames) {

@@ -69,6 +69,30 @@ TEST_F(UserDefaultsTest, ChangesKeepOtherKeysAndReplaceAMalformedFile) {
   }
 }
 
+TEST_F(UserDefaultsTest, ReadsSeeAnotherWritersChangeAtOnce) {
+  suite().setObject("one", "a");
+  EXPECT_EQ(suite().objectForKey("a"), json("one"));
+  // Read from the parsed copy unless the file changed: a replacement of the same size, then
+  // an edit in place.
+  ASSERT_TRUE(fp::writeJSONFile(suiteFile(), json{{"a", "two"}}));
+  EXPECT_EQ(suite().objectForKey("a"), json("two"));
+  testing::writeText(suiteFile(), R"({"a":"three"})");
+  EXPECT_EQ(suite().objectForKey("a"), json("three"));
+}
+
+TEST_F(UserDefaultsTest, OnlyChangesRewriteTheFile) {
+  suite().setObject(json::array({"x", "y"}), "ids");
+  suite().setObject(1, "n");
+  {
+    testing::ReplacementWatch watch(suiteFile());
+    suite().setObject(json::array({"x", "y"}), "ids");
+    suite().removeObjectForKey("absent");
+    EXPECT_FALSE(watch.replaced());
+  }
+  suite().setObject(1.0, "n");
+  EXPECT_EQ(testing::readText(suiteFile()), R"({"ids":["x","y"],"n":1.0})");
+}
+
 TEST_F(UserDefaultsTest, WritersInTwoProcessesLoseNoKey) {
   constexpr int kKeysPerProcess = 25;
   const auto writeKeys = [this](const std::string& prefix) {

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "reference/reference_service.h"
+
+namespace drive::bench {
+
+// Fills the service with what the benchmarks use, in one transaction: a folder of 100,000
+// empty files, a small file, an empty file to receive large contents and a folder for
+// uploads. Returns (name, node id) pairs: "large", "small", "content", "uploads".
+std::vector<std::pair<std::string, std::string>> buildBenchTree(
+    reference::ReferenceService& service);
+
+}  // namespace drive::bench

@@ -1,0 +1,249 @@
+#!/usr/bin/env bash
+# run_bench.sh BUILD_DIR: the provider against curl and openssl on the same data in the same
+# run, as ratios of wall-clock medians. Prints a table; writes build/bench.json.
+set -euo pipefail
+export LC_ALL=C
+
+build=${1:?usage: run_bench.sh BUILD_DIR}
+bin=$(cd "$build/bin" && pwd)
+root=$(cd "$(dirname "$0")/.." && pwd)
+runs=${BENCH_RUNS:-5}
+[ "$runs" -ge 5 ] || runs=5
+small_requests=1000
+work=$(mktemp -d "${TMPDIR:-/tmp}/pralodrive-bench.XXXXXX")
+
+# Nothing of the user's is read or written: every home the provider looks at is in $work.
+mkdir -p "$work"/{home,data,config,container,tmp}
+export HOME=$work/home XDG_DATA_HOME=$work/data XDG_CONFIG_HOME=$work/config
+export PRALODRIVE_CONTAINER=$work/container TMPDIR=$work/tmp
+
+service_pid=
+cleanup() {
+  if [ -n "$service_pid" ]; then
+    kill "$service_pid" 2>/dev/null || true
+    wait "$service_pid" 2>/dev/null || true
+  fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+# --- the service ------------------------------------------------------------------------------
+
+declare -A node
+start_service() {
+  coproc SERVICE { exec "$bin/bench-service" 2>"$work/service.log"; }
+  service_pid=$SERVICE_PID
+  local key value
+  while read -r key value <&"${SERVICE[0]}"; do
+    [ "$key" = ready ] && break
+    node[$key]=$value
+  done
+  if [ -z "${node[service]:-}" ]; then
+    cat "$work/service.log" >&2
+    echo "run_bench.sh: the bench service did not start" >&2
+    exit 1
+  fi
+  export PRALODRIVE_API_BASE=${node[service]} PRALODRIVE_COMPANION=${node[companion]}
+  auth="Authorization: Bearer ${node[token]}"
+}
+
+node_url() { echo "${node[service]}/storage/nodes/$1"; }
+
+# --- timing -----------------------------------------------------------------------------------
+
+# Runs the command and sets `elapsed` to its wall-clock time in microseconds.
+timed() {
+  local start=${EPOCHREALTIME/./}
+  "$@"
+  local end=${EPOCHREALTIME/./}
+  elapsed=$((end - start))
+}
+
+median() {
+  printf '%s\n' "$@" | sort -n | awk '{ v[NR] = $1 }
+    END { m = (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2; print m }'
+}
+
+# compare PROVIDER REFERENCE [AFTER]: one warm-up each, then alternating runs; AFTER tidies up
+# after every run, untimed. Sets provider_s and reference_s to the medians in seconds.
+compare() {
+  local provider=$1 reference=$2 after=${3:-true} p=() r=() i
+  "$provider"
+  "$after"
+  "$reference"
+  "$after"
+  for ((i = 0; i < runs; i++)); do
+    timed "$provider"
+    p+=("$elapsed")
+    "$after"
+    timed "$reference"
+    r+=("$elapsed")
+    "$after"
+  done
+  provider_s=$(awk -v us="$(median "${p[@]}")" 'BEGIN { printf "%.4f", us / 1e6 }')
+  reference_s=$(awk -v us="$(median "${r[@]}")" 'BEGIN { printf "%.4f", us / 1e6 }')
+}
+
+# --- results ----------------------------------------------------------------------------------
+
+rows=()
+# record FIGURE PROVIDER REFERENCE|null TARGET UNIT
+record() {
+  local figure=$1 provider=$2 reference=$3 target=$4 unit=$5
+  rows+=("$(awk -v f="$figure" -v p="$provider" -v r="$reference" -v t="$target" -v u="$unit" '
+    BEGIN {
+      ratio = (r == "null") ? p : p / r
+      printf "%s\t%s\t%s\t%.4f\t%s\t%s\t%s\n", f, p, r, ratio, t, (ratio <= t) ? "true" : "false", u
+    }')")
+  echo "  ${rows[-1]//$'\t'/ | }" >&2
+}
+
+print_table() {
+  printf '%s\n' "${rows[@]}" | awk -F '\t' '
+    function amount(v, u) { return (v == "null") ? "-" : sprintf("%.3f %s", v, u) }
+    BEGIN {
+      printf "%-40s %14s %14s %9s %9s  %s\n", "figure", "provider", "reference", "ratio", "target", "met"
+    }
+    {
+      mark = ($3 == "null") ? "" : "x"
+      printf "%-40s %14s %14s %8.2f%1s %2s%5.1f%1s  %s\n", $1, amount($2, $7), amount($3, $7),
+        $4, mark, "<=", $5, mark, ($6 == "true") ? "yes" : "NO"
+    }'
+}
+
+write_json() {
+  mkdir -p "$root/build"
+  printf '%s\n' "${rows[@]}" | awk -F '\t' '
+    BEGIN { printf "{\"figures\": [" }
+    {
+      printf "%s\n  {\"figure\": \"%s\", \"provider\": %s, \"reference\": %s, \"ratio\": %s, \"target\": %s, \"met\": %s}",
+        (NR > 1) ? "," : "", $1, $2, $3, $4, $5, $6
+    }
+    END { printf "\n]}\n" }' >"$root/build/bench.json"
+}
+
+# --- data -------------------------------------------------------------------------------------
+
+make_files() {
+  head -c 1G /dev/urandom >"$work/1g.bin"
+  head -c 512M "$work/1g.bin" >"$work/512m.bin"
+  local line i
+  line="item node:${node[small]}"
+  for ((i = 0; i < small_requests; i++)); do echo "$line"; done >"$work/items.txt"
+  {
+    echo "header = \"$auth\""
+    echo "silent"
+    for ((i = 0; i < small_requests; i++)); do
+      echo "url = \"$(node_url "${node[small]}")\""
+      echo 'output = "/dev/null"'
+    done
+  } >"$work/gets.curl"
+}
+
+# --- figures ----------------------------------------------------------------------------------
+
+provider_list() { "$bin/pralodrive" list "node:${node[large]}" >"$work/list.out"; }
+reference_list() {
+  curl -sf -H "$auth" "$(node_url "${node[large]}")/children" |
+    "$bin/bench-decode-children" >"$work/decode.out"
+}
+check_list() {
+  [ "$(tail -n 1 "$work/list.out")" = "100000 item(s)" ] && [ "$(cat "$work/decode.out")" = 100000 ]
+}
+
+provider_items() { "$bin/pralodrive" shell <"$work/items.txt" >"$work/items.out"; }
+reference_items() { curl -f -K "$work/gets.curl"; }
+check_items() {
+  [ "$(grep -c '"itemIdentifier":"node:' "$work/items.out")" -eq "$small_requests" ] &&
+    ! grep -q '"error"' "$work/items.out"
+}
+
+provider_digest() { "$bin/bench-digest" "$work/1g.bin" >"$work/digest.provider"; }
+reference_digest() { openssl dgst -sha256 -r "$work/1g.bin" >"$work/digest.reference"; }
+check_digest() {
+  [ "$(cut -c1-64 "$work/digest.provider")" = "$(cut -c1-64 "$work/digest.reference")" ]
+}
+
+# The reference's upload into the content node is also what the fetches download.
+provider_upload() {
+  "$bin/pralodrive" --json create "node:${node[uploads]}" Upload.bin --file "$work/512m.bin" \
+    >"$work/upload.out"
+}
+reference_upload() {
+  curl -sf -H "$auth" -H "Expect:" -T "$work/512m.bin" "$(node_url "${node[content]}")/content" \
+    -o "$work/upload.out"
+}
+# Empties the node the provider's last run created, so that the service's disk does not fill
+# run after run.
+discard_upload() {
+  local id
+  id=$(sed -n 's/.*"itemIdentifier":"node:\([^"]*\)".*/\1/p' "$work/upload.out")
+  [ -z "$id" ] || curl -sf -H "$auth" -X PUT --data-binary '' "$(node_url "$id")/content" -o /dev/null
+}
+check_upload() { grep -q '"byteSize":536870912' "$work/upload.out"; }
+
+provider_fetch() { "$bin/pralodrive" fetch "node:${node[content]}" >"$work/fetch.out"; }
+reference_fetch() { curl -sf -H "$auth" -o "$work/curl.bin" "$(node_url "${node[content]}")/content"; }
+discard_fetch() { rm -f "$work"/tmp/drive-* "$work/curl.bin"; }
+check_fetch() {
+  provider_fetch
+  cmp -s "$work"/tmp/drive-*.bin "$work/512m.bin"
+}
+
+# Peak resident set of the upload, in MiB: the median of as many runs as the timings.
+upload_memory() {
+  local kib=() i
+  for ((i = 0; i < runs; i++)); do
+    /usr/bin/time -f %M -o "$work/rss.txt" "$bin/pralodrive" --json create \
+      "node:${node[uploads]}" Upload.bin --file "$work/512m.bin" >"$work/upload.out"
+    kib+=("$(tail -n 1 "$work/rss.txt")")
+    discard_upload
+  done
+  awk -v k="$(median "${kib[@]}")" 'BEGIN { printf "%.1f", k / 1024 }'
+}
+
+# check NAME CONDITION...: a figure only counts when both sides did the whole job.
+check() {
+  local name=$1
+  shift
+  "$@" || {
+    echo "run_bench.sh: $name: the outputs are not what they should be" >&2
+    exit 1
+  }
+}
+
+main() {
+  echo "Preparing data (a folder of 100,000 children, files of 1 GiB and 512 MiB)..." >&2
+  start_service
+  make_files
+  echo "Measuring: $runs alternating runs after a warm-up, medians of wall-clock time" >&2
+
+  compare provider_list reference_list
+  check list check_list
+  record "open a folder of 100,000 children" "$provider_s" "$reference_s" 2.0 s
+
+  compare provider_items reference_items
+  check items check_items
+  record "small request overhead" "$provider_s" "$reference_s" 1.5 s
+
+  compare provider_digest reference_digest
+  check digest check_digest
+  record "content digest of a 1 GiB file" "$provider_s" "$reference_s" 1.1 s
+
+  check upload reference_upload
+  check upload check_upload
+  check fetch check_fetch
+  discard_fetch
+  compare provider_fetch reference_fetch discard_fetch
+  record "fetch a 512 MiB file" "$provider_s" "$reference_s" 2.5 s
+
+  compare provider_upload reference_upload discard_upload
+  record "upload a 512 MiB file" "$provider_s" "$reference_s" 1.3 s
+
+  record "peak resident memory of the upload" "$(upload_memory)" null 64 MiB
+
+  print_table
+  write_json
+}
+
+main
