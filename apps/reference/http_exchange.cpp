@@ -45,6 +45,12 @@ void setTruncated(httplib::Response& response, std::string body, const std::stri
                                 });
 }
 
+// These answers end at their headers; a body there would be read as the next answer on a
+// kept-alive connection.
+bool forbidsBody(int status) {
+  return status < 200 || status == 204 || status == 304;
+}
+
 nlohmann::json parseJSON(const std::string& text) {
   auto value = nlohmann::json::parse(text, nullptr, false);
   if (value.is_discarded()) throw ServiceError::badRequest("Body must be JSON");
@@ -120,6 +126,7 @@ void Exchange::drainBody() {
 
 void Exchange::sendText(int status, std::string text, const std::string& contentType) {
   response_.status = status;
+  if (forbidsBody(status)) return;
   if (truncate_) {
     setTruncated(response_, std::move(text), contentType);
   } else {

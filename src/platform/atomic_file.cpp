@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <sstream>
@@ -11,9 +12,13 @@
 namespace fp {
 namespace {
 
+// Large contents go out in pieces: one huge write() makes the kernel dirty and throttle the
+// whole range at once, which on small machines costs far more than the copy itself.
+constexpr std::size_t kWriteChunk = 256 * 1024;
+
 bool writeAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    const ssize_t written = ::write(fd, bytes.data(), std::min(bytes.size(), kWriteChunk));
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));

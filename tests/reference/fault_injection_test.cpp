@@ -27,9 +27,13 @@ TEST_F(FaultInjection, AnswersReplaceTheNextRequestsThenStop) {
     EXPECT_EQ(client().get("/storage/listing").status, 401);
   EXPECT_EQ(client().get("/storage/listing").status, 200);
 
-  service().injectFault("/session", Fault::answer(204), 1);
+  // A 204 carries no body even when one is injected, and the connection stays usable.
+  service().injectFault("/session", Fault::answer(204, R"({"x":1})"), 1);
   HttpClient companion(service().companionURL());
-  EXPECT_EQ(companion.get("/session").status, 204);
+  const auto noContent = companion.get("/session");
+  EXPECT_EQ(noContent.status, 204);
+  EXPECT_EQ(noContent.body, "");
+  EXPECT_EQ(companion.get("/session").status, 200);
 }
 
 TEST_F(FaultInjection, BrokenAnswersBreakTheWayTheySay) {
