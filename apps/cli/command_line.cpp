@@ -45,14 +45,23 @@ fp::ItemFields parseFields(const std::string& list) {
 
 using IdentifierRequest = Outcome (PlatformHost::*)(const std::string&);
 
+// One parser serves a whole shell session, so every use of a command starts from empty
+// arguments rather than the last line's.
+template <class Args>
+std::shared_ptr<Args> freshArguments(CLI::App* command) {
+  auto args = std::make_shared<Args>();
+  command->preparse_callback([args](std::size_t) { *args = Args{}; });
+  return args;
+}
+
 // A command whose one argument is the identifier handed to the request.
 void addIdentifierCommand(CLI::App& app, ParsedRequest& chosen, const std::string& name,
                           const std::string& description, IdentifierRequest request) {
-  auto id = std::make_shared<std::string>();
   auto* command = app.add_subcommand(name, description);
+  auto id = freshArguments<std::string>(command);
   command->add_option("ID", *id)->required();
   command->callback([&chosen, name, id, request] {
-    chosen = {[id, request](PlatformHost& host) { return (host.*request)(*id); }, name};
+    chosen = {[id = *id, request](PlatformHost& host) { return (host.*request)(id); }, name};
   });
 }
 
@@ -62,15 +71,18 @@ void addEnumerationCommands(CLI::App& app, ParsedRequest& chosen) {
   addIdentifierCommand(app, chosen, "anchor", "a container's current sync anchor",
                        &PlatformHost::anchor);
 
-  auto changesId = std::make_shared<std::string>();
-  auto anchorHex = std::make_shared<std::string>();
+  struct Changes {
+    std::string id;
+    std::string anchorHex;
+  };
   auto* changes = app.add_subcommand("changes", "enumerate a container's changes");
-  changes->add_option("ID", *changesId)->required();
-  changes->add_option("--anchor", *anchorHex, "the sync anchor, in hex (default: empty)");
-  changes->callback([&chosen, changesId, anchorHex] {
-    auto anchor = bytesFromHex(*anchorHex);
+  auto args = freshArguments<Changes>(changes);
+  changes->add_option("ID", args->id)->required();
+  changes->add_option("--anchor", args->anchorHex, "the sync anchor, in hex (default: empty)");
+  changes->callback([&chosen, args] {
+    auto anchor = bytesFromHex(args->anchorHex);
     if (!anchor) throw CLI::ValidationError("--anchor", "not a hexadecimal byte string");
-    chosen = {[changesId, anchor](PlatformHost& host) { return host.changes(*changesId, *anchor); },
+    chosen = {[id = args->id, anchor](PlatformHost& host) { return host.changes(id, *anchor); },
               "changes"};
   });
 }
@@ -81,16 +93,16 @@ void addFetchCommand(CLI::App& app, ParsedRequest& chosen) {
     std::optional<std::string> version;
     std::optional<std::string> output;
   };
-  auto args = std::make_shared<Fetch>();
   auto* fetch = app.add_subcommand("fetch", "fetch an item's contents");
+  auto args = freshArguments<Fetch>(fetch);
   fetch->add_option("ID", args->id)->required();
   fetch->add_option("--version", args->version, "the requested content version");
   fetch->add_option("-o", args->output, "also copy the delivered file here")->option_text("PATH");
   fetch->callback([&chosen, args] {
-    chosen = {[args](PlatformHost& host) {
+    chosen = {[args = *args](PlatformHost& host) {
                 std::optional<std::filesystem::path> copyTo;
-                if (args->output) copyTo = *args->output;
-                return host.fetch(args->id, args->version, copyTo);
+                if (args.output) copyTo = *args.output;
+                return host.fetch(args.id, args.version, copyTo);
               },
               "fetch"};
   });
@@ -101,8 +113,8 @@ void addCreateCommand(CLI::App& app, ParsedRequest& chosen) {
     CreateRequest request;
     std::optional<std::string> file;
   };
-  auto args = std::make_shared<Create>();
   auto* create = app.add_subcommand("create", "create an item from a template");
+  auto args = freshArguments<Create>(create);
   create->add_option("PARENT", args->request.parent)->required();
   create->add_option("NAME", args->request.name)->required();
   auto* file = create->add_option("--file", args->file, "the contents")->option_text("PATH");
@@ -123,8 +135,8 @@ void addModifyCommand(CLI::App& app, ParsedRequest& chosen) {
     std::optional<std::string> file;
     std::string fields;
   };
-  auto args = std::make_shared<Modify>();
   auto* modify = app.add_subcommand("modify", "modify an item");
+  auto args = freshArguments<Modify>(modify);
   modify->add_option("ID", args->request.identifier)->required();
   modify->add_option("--name", args->request.name, "the new filename");
   modify->add_option("--parent", args->request.parent, "the new parent")->option_text("ID");
@@ -140,13 +152,16 @@ void addModifyCommand(CLI::App& app, ParsedRequest& chosen) {
 }
 
 void addActionCommand(CLI::App& app, ParsedRequest& chosen) {
-  auto actionId = std::make_shared<std::string>();
-  auto items = std::make_shared<std::vector<std::string>>();
+  struct Action {
+    std::string id;
+    std::vector<std::string> items;
+  };
   auto* action = app.add_subcommand("action", "perform a Finder action on items");
-  action->add_option("ACTION_ID", *actionId)->required();
-  action->add_option("ID", *items);
-  action->callback([&chosen, actionId, items] {
-    chosen = {[actionId, items](PlatformHost& host) { return host.action(*actionId, *items); },
+  auto args = freshArguments<Action>(action);
+  action->add_option("ACTION_ID", args->id)->required();
+  action->add_option("ID", args->items);
+  action->callback([&chosen, args] {
+    chosen = {[args = *args](PlatformHost& host) { return host.action(args.id, args.items); },
               "action"};
   });
 }
@@ -174,22 +189,27 @@ void addRequestCommands(CLI::App& app, ParsedRequest& chosen) {
   addActionCommand(app, chosen);
 }
 
-ParsedRequest parseRequest(std::vector<std::string> words,
-                           const std::function<void(CLI::App&)>& more) {
-  CLI::App app("pralodrive request");
-  app.require_subcommand(1);
-  ParsedRequest chosen;
-  addRequestCommands(app, chosen);
-  if (more) more(app);
+RequestParser::RequestParser(const std::function<void(CLI::App&)>& more)
+    : app_(std::make_unique<CLI::App>("pralodrive request")),
+      chosen_(std::make_unique<ParsedRequest>()) {
+  app_->require_subcommand(1);
+  addRequestCommands(*app_, *chosen_);
+  if (more) more(*app_);
+}
+
+RequestParser::~RequestParser() = default;
+
+ParsedRequest RequestParser::parse(std::vector<std::string> words) {
+  *chosen_ = {};
   std::reverse(words.begin(), words.end());
   try {
-    app.parse(words);
+    app_->parse(words);
   } catch (const CLI::Success&) {
     throw CLI::ValidationError("--help is not available here; run pralodrive --help");
   } catch (const CLI::Error& error) {
-    throw CLI::ValidationError(usageText(app, error));
+    throw CLI::ValidationError(usageText(*app_, error));
   }
-  return chosen;
+  return std::exchange(*chosen_, {});
 }
 
 std::string usageText(const CLI::App& app, const CLI::Error& error) {

@@ -191,7 +191,7 @@ void DemoWalk::say(const std::string& text) {
 
 Outcome DemoWalk::request(const std::vector<std::string>& words, Expect expect) {
   out_ << commandLine(words) << '\n';
-  const auto parsed = parseRequest(words);
+  const auto parsed = RequestParser().parse(words);
   auto outcome = parsed.command(host_);
   printForPerson(parsed.name, outcome, out_, out_);
   if ((outcome.status == 0) != (expect == Expect::success)) {
