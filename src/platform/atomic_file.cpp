@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <sstream>
 
 namespace fp {
 namespace {
@@ -52,12 +50,26 @@ bool writeFileAtomically(const std::filesystem::path& target, std::string_view b
 }
 
 std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::ostringstream contents;
-  contents << in.rdbuf();
-  if (in.bad()) return std::nullopt;
-  return std::move(contents).str();
+  // Plain descriptors: shared files are read on every request, and a stream costs more.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return std::nullopt;
+  struct stat info {};
+  std::string contents;
+  bool ok = ::fstat(fd, &info) == 0;
+  if (ok) contents.reserve(static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)));
+  char buffer[64 * 1024];
+  while (ok) {
+    const ssize_t got = ::read(fd, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) {
+      ok = got == 0;
+      break;
+    }
+    contents.append(buffer, static_cast<std::size_t>(got));
+  }
+  ::close(fd);
+  if (!ok) return std::nullopt;
+  return contents;
 }
 
 }  // namespace fp

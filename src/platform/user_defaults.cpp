@@ -87,8 +87,9 @@ std::optional<std::vector<std::string>> UserDefaults::stringArrayForKey(
 }
 
 std::optional<std::string> UserDefaults::dataForKey(const std::string& key) const {
-  const auto value = objectForKey(key);
-  if (!value || !value->is_object() || value->size() != 1) return std::nullopt;
+  const auto object = contents();  // read in place: the session is looked up on every request
+  const auto value = object->find(key);
+  if (value == object->end() || !value->is_object() || value->size() != 1) return std::nullopt;
   const auto encoded = value->find(kDataKey);
   if (encoded == value->end() || !encoded->is_string()) return std::nullopt;
   return Base64::decode(encoded->get<std::string>());

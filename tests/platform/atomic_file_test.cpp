@@ -22,5 +22,18 @@ TEST_F(AtomicFileTest, AFailedWriteLeavesTargetAndDirectoryAsTheyWere) {
   EXPECT_EQ(fp::readWholeFile(root() / "missing" / "target"), std::nullopt);
 }
 
+// Larger than one write piece and one read buffer, and not a multiple of either.
+TEST_F(AtomicFileTest, LargeContentsRoundTripAndADirectoryReadsAsNothing) {
+  std::string bytes(1024 * 1024 + 12345, '\0');
+  for (std::size_t i = 0; i < bytes.size(); ++i)
+    bytes[i] = static_cast<char>(i * 7919 % 251);
+  const auto target = root() / "large.bin";
+  ASSERT_TRUE(fp::writeFileAtomically(target, bytes, 0600));
+  EXPECT_EQ(fp::readWholeFile(target), bytes);
+  EXPECT_EQ(std::filesystem::status(target).permissions() & std::filesystem::perms::all,
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  EXPECT_EQ(fp::readWholeFile(root()), std::nullopt);
+}
+
 }  // namespace
 }  // namespace drive
