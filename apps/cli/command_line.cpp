@@ -253,7 +253,7 @@ int runCommandLine(int argc, char** argv) {
   } else {
     const auto outcome = chosen.command(host);
     if (globals.json) {
-      std::cout << dumpLine(outcome.json) << std::endl;
+      printJSONLine(outcome, std::cout);
     } else {
       printForPerson(chosen.name, outcome, std::cout, std::cerr);
     }

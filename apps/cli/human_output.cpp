@@ -7,26 +7,59 @@
 namespace drive::cli {
 namespace {
 
-std::string kindOf(const Json& item) {
-  if (item["userInfo"].value("kind", "") == "folder") return "Folder";
-  return "File";
+// What a listing row shows, from an item or from its JSON.
+struct Row {
+  std::string filename;
+  bool folder = false;
+  std::optional<double> size;
+  std::optional<double> modified;
+  std::string sync;
+  bool badged = false;
+};
+
+Row rowOf(const Json& item) {
+  Row row;
+  row.filename = item["filename"].get<std::string>();
+  row.folder = item["userInfo"].value("kind", "") == "folder";
+  if (item.contains("documentSize")) row.size = item["documentSize"].get<double>();
+  if (item.contains("contentModificationDate")) {
+    row.modified = item["contentModificationDate"].get<double>();
+  }
+  row.sync = item["userInfo"].value("sync", "");
+  row.badged = !item["decorations"].empty();
+  return row;
 }
 
-std::string sizeOf(const Json& item) {
-  if (!item.contains("documentSize")) return "--";
-  double size = item["documentSize"].get<double>();
+Row rowOf(const fp::Item& item) {
+  Row row;
+  row.filename = item.filename();
+  const auto info = item.userInfo();
+  const auto valueOf = [&info](const char* key) {
+    const auto found = info.find(key);
+    return found == info.end() ? std::string() : found->second;
+  };
+  row.folder = valueOf("kind") == "folder";
+  if (auto size = item.documentSize()) row.size = static_cast<double>(*size);
+  if (auto date = item.contentModificationDate()) row.modified = date->time_since_epoch().count();
+  row.sync = valueOf("sync");
+  row.badged = !item.decorations().empty();
+  return row;
+}
+
+std::string sizeText(std::optional<double> size) {
+  if (!size) return "--";
   const char* units[] = {"B", "KB", "MB", "GB", "TB"};
   int unit = 0;
-  while (size >= 1000 && unit < 4)
-    size /= 1000, ++unit;
+  while (*size >= 1000 && unit < 4)
+    *size /= 1000, ++unit;
   char text[32];
-  std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", size, units[unit]);
+  std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", *size, units[unit]);
   return text;
 }
 
-std::string dateOf(const Json& item) {
-  if (!item.contains("contentModificationDate")) return "--";
-  const auto seconds = static_cast<std::time_t>(item["contentModificationDate"].get<double>());
+std::string dateText(std::optional<double> modified) {
+  if (!modified) return "--";
+  const auto seconds = static_cast<std::time_t>(*modified);
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   char text[32];
@@ -34,15 +67,11 @@ std::string dateOf(const Json& item) {
   return text;
 }
 
-std::string badgeOf(const Json& item) {
-  return item["decorations"].empty() ? "" : "\u2601 PRALO";
-}
-
-void printRow(std::ostream& out, const Json& item) {
-  out << std::left << std::setw(36) << item["filename"].get<std::string>() << ' ' << std::setw(7)
-      << kindOf(item) << ' ' << std::right << std::setw(9) << sizeOf(item) << "  " << std::setw(16)
-      << dateOf(item) << "  " << std::left << std::setw(8) << item["userInfo"].value("sync", "")
-      << ' ' << badgeOf(item) << '\n';
+void printRow(std::ostream& out, const Row& row) {
+  out << std::left << std::setw(36) << row.filename << ' ' << std::setw(7)
+      << (row.folder ? "Folder" : "File") << ' ' << std::right << std::setw(9) << sizeText(row.size)
+      << "  " << std::setw(16) << dateText(row.modified) << "  " << std::left << std::setw(8)
+      << row.sync << ' ' << (row.badged ? "\u2601 PRALO" : "") << '\n';
 }
 
 void printHeader(std::ostream& out) {
@@ -55,7 +84,7 @@ void printHeader(std::ostream& out) {
 
 void printItemDetails(std::ostream& out, const Json& item) {
   printHeader(out);
-  printRow(out, item);
+  printRow(out, rowOf(item));
   out << "  identifier: " << item["itemIdentifier"].get<std::string>()
       << "\n  parent:     " << item["parentItemIdentifier"].get<std::string>()
       << "\n  type:       " << item["contentType"].get<std::string>()
@@ -75,16 +104,16 @@ void printForPerson(const std::string& command, const Outcome& outcome, std::ost
         << error["domain"].get<std::string>() << " " << error["code"].get<long>() << ")\n";
     return;
   }
-  if (json.contains("items")) {
+  if (outcome.items) {
     printHeader(out);
-    for (const auto& item : json["items"])
-      printRow(out, item);
-    out << json["items"].size() << " item(s)\n";
+    for (const auto& item : *outcome.items)
+      printRow(out, rowOf(*item));
+    out << outcome.items->size() << " item(s)\n";
   } else if (command == "changes") {
     for (const auto& id : json["deleted"])
       out << "deleted  " << id.get<std::string>() << '\n';
     for (const auto& item : json["updated"])
-      out << "updated  ", printRow(out, item);
+      out << "updated  ", printRow(out, rowOf(item));
     out << "anchor   " << json["anchor"].get<std::string>()
         << (json["moreComing"].get<bool>() ? "  (more coming)" : "") << '\n';
   } else if (json.contains("anchor")) {

@@ -15,27 +15,32 @@ std::string text(const fp::Bytes& bytes) {
 
 Json itemJson(const fp::Item& item) {
   Json json = Json::object();
-  // Room for every key at once: an ordered object copies all its entries each time it grows.
-  json.get_ref<Json::object_t&>().reserve(16);
-  json["itemIdentifier"] = item.itemIdentifier();
-  json["parentItemIdentifier"] = item.parentItemIdentifier();
-  json["filename"] = item.filename();
-  json["contentType"] = item.contentType().identifier();
+  // Appended in place: assigning by key searches every key so far, for each of 16 keys, and
+  // a listing does this 100,000 times.
+  auto& fields = json.get_ref<Json::object_t&>();
+  fields.reserve(16);
+  const auto add = [&fields](const char* key, Json value) {
+    fields.emplace_back(key, std::move(value));
+  };
+  add("itemIdentifier", item.itemIdentifier());
+  add("parentItemIdentifier", item.parentItemIdentifier());
+  add("filename", item.filename());
+  add("contentType", item.contentType().identifier());
   const auto version = item.itemVersion();
-  json["contentVersion"] = text(version.contentVersion);
-  json["metadataVersion"] = text(version.metadataVersion);
-  json["capabilities"] = item.capabilities();
-  if (auto size = item.documentSize()) json["documentSize"] = *size;
+  add("contentVersion", text(version.contentVersion));
+  add("metadataVersion", text(version.metadataVersion));
+  add("capabilities", item.capabilities());
+  if (auto size = item.documentSize()) add("documentSize", *size);
   if (auto date = item.contentModificationDate()) {
-    json["contentModificationDate"] = date->time_since_epoch().count();
+    add("contentModificationDate", date->time_since_epoch().count());
   }
-  if (auto date = item.creationDate()) json["creationDate"] = date->time_since_epoch().count();
-  json["isDownloaded"] = item.isDownloaded();
-  json["isMostRecentVersionDownloaded"] = item.isMostRecentVersionDownloaded();
-  json["isUploaded"] = item.isUploaded();
-  json["decorations"] = item.decorations();
-  json["userInfo"] = item.userInfo();
-  json["contentPolicy"] = static_cast<int>(item.contentPolicy());
+  if (auto date = item.creationDate()) add("creationDate", date->time_since_epoch().count());
+  add("isDownloaded", item.isDownloaded());
+  add("isMostRecentVersionDownloaded", item.isMostRecentVersionDownloaded());
+  add("isUploaded", item.isUploaded());
+  add("decorations", item.decorations());
+  add("userInfo", item.userInfo());
+  add("contentPolicy", static_cast<int>(item.contentPolicy()));
   return json;
 }
 

@@ -24,6 +24,7 @@ Outcome itemOutcome(const calls::ItemReply& reply) {
 
 Json itemsJson(const std::vector<fp::ItemPtr>& items) {
   auto array = Json::array();
+  array.get_ref<Json::array_t&>().reserve(items.size());
   for (const auto& item : items)
     array.push_back(itemJson(*item));
   return array;
@@ -49,6 +50,23 @@ fp::Error copyDelivered(const fp::URL& delivered, const std::filesystem::path& c
 
 }  // namespace
 
+void printJSONLine(const Outcome& outcome, std::ostream& out) {
+  if (!outcome.items) {
+    out << dumpLine(outcome.json) << std::endl;
+    return;
+  }
+  out << "{\"items\":[";
+  const char* separator = "";
+  for (const auto& item : *outcome.items) {
+    out << separator << dumpLine(itemJson(*item));
+    separator = ",";
+  }
+  out << ']';
+  for (const auto& [key, value] : outcome.json.items())
+    out << ',' << dumpLine(key) << ':' << dumpLine(value);
+  out << '}' << std::endl;
+}
+
 Outcome usageError(const std::string& description) {
   return {errorJson("usage", 2, description), 2};
 }
@@ -58,9 +76,9 @@ Outcome PlatformHost::item(const std::string& identifier) {
 }
 
 Outcome PlatformHost::list(const std::string& identifier) {
-  const auto reply = enumerated(identifier, calls::enumerateItems);
+  auto reply = enumerated(identifier, calls::enumerateItems);
   if (reply.error) return {errorJson(*reply.error), 1};
-  return {Json{{"items", itemsJson(reply.items)}}, 0};
+  return {Json::object(), 0, std::move(reply.items)};
 }
 
 Outcome PlatformHost::changes(const std::string& identifier, const fp::SyncAnchor& anchor) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,13 @@ namespace drive::cli {
 struct Outcome {
   Json json;
   int status = 0;
+  // A listing's items, printed under "items" one at a time: as one JSON tree, a hundred
+  // thousand of them would cost more than the listing itself.
+  std::optional<std::vector<fp::ItemPtr>> items = std::nullopt;
 };
+
+// The outcome as one line of JSON, flushed: what scripts and `shell` read.
+void printJSONLine(const Outcome& outcome, std::ostream& out);
 
 Outcome usageError(const std::string& description);
 

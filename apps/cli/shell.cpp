@@ -56,7 +56,7 @@ int runShell(PlatformHost& host, std::istream& in, std::ostream& out) {
     const auto words = splitShellWords(line);
     const auto outcome = words ? parser.run(host, *words)
                                : std::optional(usageError("unterminated quote or escape"));
-    if (outcome) out << dumpLine(outcome->json) << std::endl;
+    if (outcome) printJSONLine(*outcome, out);
   }
   return 0;
 }
