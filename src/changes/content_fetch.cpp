@@ -53,7 +53,8 @@ FetchResult fetchContents(const fp::ItemIdentifier& identifier,
   if (requestedVersion) options.contentVersion = requestedVersion->contentVersion;
   auto item = buildNodeItem(node, options);
   const auto url = temporaryFileFor(node.name);
-  if (!fp::writeFileAtomically(url, bytes, 0600)) {
+  // The service keeps the content: a crash may cost a fetch again, so no flush to disk.
+  if (!fp::writeFileAtomically(url, bytes, 0600, fp::Durability::cached)) {
     throw fp::PlatformError::withDescription(fp::NSCocoaErrorDomain, 512,
                                              "The downloaded file could not be written.");
   }

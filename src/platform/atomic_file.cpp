@@ -33,19 +33,22 @@ void syncDirectory(const std::filesystem::path& directory) {
 
 }  // namespace
 
-bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes, mode_t mode) {
+bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes, mode_t mode,
+                         Durability durability) {
+  const bool flush = durability == Durability::flushed;
   const auto directory = target.has_parent_path() ? target.parent_path() : ".";
   std::string pattern = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
   // Close-on-exec: a host may spawn processes while a write is under way.
   const int fd = ::mkostemp(pattern.data(), O_CLOEXEC);
   if (fd < 0) return false;
-  const bool written = writeAll(fd, bytes) && ::fchmod(fd, mode) == 0 && ::fsync(fd) == 0;
+  const bool written =
+      writeAll(fd, bytes) && ::fchmod(fd, mode) == 0 && (!flush || ::fsync(fd) == 0);
   const bool closed = ::close(fd) == 0;
   if (!written || !closed || ::rename(pattern.c_str(), target.c_str()) != 0) {
     ::unlink(pattern.c_str());
     return false;
   }
-  syncDirectory(directory);
+  if (flush) syncDirectory(directory);
   return true;
 }
 

@@ -9,11 +9,17 @@
 
 namespace fp {
 
-// Replaces `target` whole: a temporary file in the same directory, fsync, rename, fsync of
-// the directory. Readers never see a half-written file. False on any failure (the target
-// is then untouched). Secrets and private content pass mode 0600.
+// Whether a replacement must survive a crash of the machine, or only be seen whole.
+enum class Durability {
+  flushed,  // fsync of the file before the rename and of the directory after it
+  cached,   // for copies of content kept elsewhere: a crash may lose them, never halve them
+};
+
+// Replaces `target` whole: a temporary file in the same directory, then a rename. Readers
+// never see a half-written file. False on any failure (the target is then untouched).
+// Secrets and private content pass mode 0600.
 bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
-                         mode_t mode = 0644);
+                         mode_t mode = 0644, Durability durability = Durability::flushed);
 
 // The whole file, or nullopt when it cannot be read.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);

@@ -33,6 +33,11 @@ TEST_F(AtomicFileTest, LargeContentsRoundTripAndADirectoryReadsAsNothing) {
   EXPECT_EQ(std::filesystem::status(target).permissions() & std::filesystem::perms::all,
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
   EXPECT_EQ(fp::readWholeFile(root()), std::nullopt);
+
+  ASSERT_TRUE(fp::writeFileAtomically(target, "cached", 0600, fp::Durability::cached));
+  EXPECT_EQ(fp::readWholeFile(target), "cached");
+  for (const auto& entry : std::filesystem::directory_iterator(root()))
+    EXPECT_FALSE(entry.path().filename().string().starts_with(".large.bin"));
 }
 
 }  // namespace
