@@ -1,11 +1,13 @@
 #include "platform/user_defaults.h"
 
+#include <simdjson.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <map>
 #include <mutex>
 
+#include "platform/atomic_file.h"
 #include "platform/base64.h"
 #include "platform/environment.h"
 #include "platform/file_lock.h"
@@ -44,17 +46,63 @@ FileStamp stampOf(const std::filesystem::path& file) {
   return {info.st_dev, info.st_ino, info.st_mtim.tv_sec, info.st_mtim.tv_nsec, info.st_size};
 }
 
-// Reading a large suite (a listing's identifiers) once per request would cost more than the
-// request itself.
-struct ParsedFiles {
-  std::mutex mutex;
-  std::map<std::filesystem::path, std::pair<FileStamp, std::shared_ptr<const nlohmann::json>>>
-      files;
+// A suite's text as last read, and the values taken from it so far. The suite also holds
+// whole listings' identifiers: a request that wants the session converts only that key and
+// skips the rest unparsed.
+struct SuiteText {
+  FileStamp stamp;
+  simdjson::padded_string text;
+  std::map<std::string, std::optional<nlohmann::json>, std::less<>> values;
 };
 
-ParsedFiles& parsedFiles() {
-  static ParsedFiles instance;
+struct ReadSuites {
+  std::mutex mutex;
+  std::map<std::filesystem::path, SuiteText> files;
+};
+
+ReadSuites& readSuites() {
+  static ReadSuites instance;
   return instance;
+}
+
+// The value's JSON text as it stands in the document.
+simdjson::error_code rawText(simdjson::ondemand::value& value, std::string_view& raw) {
+  simdjson::ondemand::json_type type;
+  if (auto error = value.type().get(type)) return error;
+  if (type == simdjson::ondemand::json_type::array) {
+    simdjson::ondemand::array array;
+    if (auto error = value.get_array().get(array)) return error;
+    return array.raw_json().get(raw);
+  }
+  if (type == simdjson::ondemand::json_type::object) {
+    simdjson::ondemand::object object;
+    if (auto error = value.get_object().get(object)) return error;
+    return object.raw_json().get(raw);
+  }
+  raw = value.raw_json_token();
+  return simdjson::SUCCESS;
+}
+
+// The value of the last `key` in a JSON object text; none for a malformed text, as a
+// malformed file reads as empty.
+std::optional<nlohmann::json> findValue(simdjson::padded_string& text, std::string_view key) {
+  simdjson::ondemand::parser parser;
+  simdjson::ondemand::document document;
+  simdjson::ondemand::object object;
+  if (parser.iterate(text).get(document) || document.get_object().get(object)) return {};
+  std::string_view raw;
+  for (auto field : object) {
+    std::string_view name;
+    if (field.unescaped_key().get(name)) return {};
+    if (name != key) continue;  // the next field skips this value unparsed
+    simdjson::ondemand::value value;
+    if (field.value().get(value) || rawText(value, raw)) return {};
+  }
+  // Nothing may follow the object, as a whole-file parse would refuse it.
+  if (raw.empty() || document.current_location().error() != simdjson::OUT_OF_BOUNDS) return {};
+  auto value = nlohmann::json::parse(raw, nullptr, false);
+  if (value.is_discarded()) return {};
+  return value;
 }
 
 }  // namespace
@@ -75,10 +123,21 @@ UserDefaults UserDefaults::standard() {
 }
 
 std::optional<nlohmann::json> UserDefaults::objectForKey(const std::string& key) const {
-  const auto object = contents();
-  const auto found = object->find(key);
-  if (found == object->end()) return std::nullopt;
-  return *found;
+  // Stamped before reading: a replacement in between costs a second read, never a stale one.
+  const auto stamp = stampOf(file_);
+  auto& suites = readSuites();
+  std::lock_guard lock(suites.mutex);
+  auto& suite = suites.files[file_];
+  if (suite.stamp != stamp || suite.stamp == FileStamp{}) {
+    suite.stamp = stamp;
+    suite.text = simdjson::padded_string(readWholeFile(file_).value_or("{}"));
+    suite.values.clear();
+  }
+  auto found = suite.values.find(key);
+  if (found == suite.values.end()) {
+    found = suite.values.emplace(key, findValue(suite.text, key)).first;
+  }
+  return found->second;
 }
 
 std::optional<std::vector<std::string>> UserDefaults::stringArrayForKey(
@@ -87,9 +146,8 @@ std::optional<std::vector<std::string>> UserDefaults::stringArrayForKey(
 }
 
 std::optional<std::string> UserDefaults::dataForKey(const std::string& key) const {
-  const auto object = contents();  // read in place: the session is looked up on every request
-  const auto value = object->find(key);
-  if (value == object->end() || !value->is_object() || value->size() != 1) return std::nullopt;
+  const auto value = objectForKey(key);
+  if (!value || !value->is_object() || value->size() != 1) return std::nullopt;
   const auto encoded = value->find(kDataKey);
   if (encoded == value->end() || !encoded->is_string()) return std::nullopt;
   return Base64::decode(encoded->get<std::string>());
@@ -113,28 +171,13 @@ void UserDefaults::removeObjectForKey(const std::string& key) const {
   change([&](nlohmann::json& object) { return object.erase(key) > 0; });
 }
 
-std::shared_ptr<const nlohmann::json> UserDefaults::contents() const {
-  // Stamped before reading: a replacement in between costs a second read, never a stale one.
-  const auto stamp = stampOf(file_);
-  auto& parsed = parsedFiles();
-  {
-    std::lock_guard lock(parsed.mutex);
-    const auto found = parsed.files.find(file_);
-    if (found != parsed.files.end() && found->second.first == stamp) return found->second.second;
-  }
-  auto object = std::make_shared<const nlohmann::json>(readObject(file_));
-  std::lock_guard lock(parsed.mutex);
-  parsed.files[file_] = {stamp, object};
-  return object;
-}
-
 void UserDefaults::change(const std::function<bool(nlohmann::json&)>& edit) const {
   if (file_.empty()) return;
   std::error_code ignored;
   std::filesystem::create_directories(file_.parent_path(), ignored);
   auto lockFile = file_;
   FileLock lock(lockFile.replace_extension(".lock"));
-  // Never from the parsed copy: a stamp can repeat, and a lost update would be for good.
+  // Never from the text read before: a stamp can repeat, and a lost update would be for good.
   auto object = readObject(file_);
   // A listing stores the same identifiers time after time: only a change is written.
   if (edit(object)) writeJSONFile(file_, object, 0600);  // it may hold the signed-in session

@@ -16,7 +16,8 @@ namespace fp {
 // {"data":"<base64>"}; strings, numbers, booleans and arrays stand as themselves.
 //
 // Every read looks at the file, so a change made by another process is seen at once; the
-// parsed file is kept for as long as its identity, modification time and size stay the same.
+// file's text and the values read from it are kept for as long as its identity, modification
+// time and size stay the same.
 // Every change is a read-modify-write of the file itself under an exclusive flock on the
 // sibling lock file (the file name with ".lock" for ".json") and, unless it leaves every
 // value as it was, replaces the file atomically. Missing or malformed files read as empty;
@@ -45,8 +46,6 @@ class UserDefaults {
 
  private:
   explicit UserDefaults(std::filesystem::path file) : file_(std::move(file)) {}
-  // The parsed file, shared while it stays unchanged.
-  std::shared_ptr<const nlohmann::json> contents() const;
   // `edit` tells whether it changed anything; the file is rewritten only then.
   void change(const std::function<bool(nlohmann::json&)>& edit) const;
 

@@ -55,6 +55,21 @@ TEST_F(UserDefaultsTest, TypedReadsAnswerOnlyValuesOfTheirType) {
   EXPECT_EQ(suite().objectForKey("absent"), std::nullopt);
 }
 
+// Keys are read one at a time from the text; the file still reads as a whole JSON object.
+TEST_F(UserDefaultsTest, AKeyReadsAsTheWholeFileWouldHaveIt) {
+  testing::writeText(suiteFile(), R"({"ids":["a",{"b":[1,2]}], "s\u0074r" : "v\n",
+    "obj":{"k":null},"dup":1,"dup":2}
+)");
+  EXPECT_EQ(suite().objectForKey("str"), json("v\n"));
+  EXPECT_EQ(suite().objectForKey("obj"), json::parse(R"({"k":null})"));
+  EXPECT_EQ(suite().objectForKey("ids"), json::parse(R"(["a",{"b":[1,2]}])"));
+  EXPECT_EQ(suite().objectForKey("dup"), json(2));
+  for (const char* malformed : {R"({"a":1,"b":)", R"({"a":1} x)", R"({"a":1,"b":[})"}) {
+    testing::writeText(suiteFile(), malformed);
+    EXPECT_EQ(suite().objectForKey("a"), std::nullopt) << malformed;
+  }
+}
+
 TEST_F(UserDefaultsTest, ChangesKeepOtherKeysAndReplaceAMalformedFile) {
   suite().setObject("one", "a");
   suite().setObject("two", "b");
