@@ -1,10 +1,31 @@
 #include "platform/blocking_calls.h"
 
-#include <future>
 #include <mutex>
+#include <optional>
+#include <semaphore>
 
 namespace fp::BlockingCalls {
 namespace {
+
+// One value handed from a completion's thread to the caller waiting for it. A semaphore
+// wakes the caller once; a promise and its future take three system calls to do it, which
+// shows on small requests.
+template <class T>
+class Handoff {
+ public:
+  void set(T value) {
+    value_ = std::move(value);
+    ready_.release();
+  }
+  T take() {
+    ready_.acquire();
+    return std::move(*value_);
+  }
+
+ private:
+  std::optional<T> value_;
+  std::binary_semaphore ready_{0};
+};
 
 ProgressSnapshot snapshot(const Progress& progress) {
   return {progress.completedUnitCount(), progress.totalUnitCount()};
@@ -13,7 +34,7 @@ ProgressSnapshot snapshot(const Progress& progress) {
 // Collects one enumeration until its first finish call.
 class Collector : public EnumerationObserver, public ChangeObserver {
  public:
-  std::future<EnumerationReply> reply() { return promise_.get_future(); }
+  EnumerationReply take() { return reply_.take(); }
 
   void didEnumerateItems(const std::vector<ItemPtr>& items) override { append(items); }
   void didUpdateItems(const std::vector<ItemPtr>& items) override { append(items); }
@@ -39,98 +60,96 @@ class Collector : public EnumerationObserver, public ChangeObserver {
     collected_.error = std::move(error);
     collected_.anchor = std::move(anchor);
     collected_.moreComing = moreComing;
-    promise_.set_value(collected_);
+    reply_.set(collected_);
   }
 
   std::mutex mutex_;
   EnumerationReply collected_;
   bool finished_ = false;
-  std::promise<EnumerationReply> promise_;
+  Handoff<EnumerationReply> reply_;
 };
 
-ChangeCompletion changeCompletion(std::promise<std::pair<ItemPtr, Error>>& promise) {
-  return [&promise](ItemPtr item, ItemFields, bool, Error error) {
-    promise.set_value({std::move(item), std::move(error)});
+ChangeCompletion changeCompletion(Handoff<std::pair<ItemPtr, Error>>& handoff) {
+  return [&handoff](ItemPtr item, ItemFields, bool, Error error) {
+    handoff.set({std::move(item), std::move(error)});
   };
 }
 
-ItemReply itemReply(std::promise<std::pair<ItemPtr, Error>>& promise, const Progress& progress) {
-  auto [item, error] = promise.get_future().get();
+ItemReply itemReply(Handoff<std::pair<ItemPtr, Error>>& handoff, const Progress& progress) {
+  auto [item, error] = handoff.take();
   return {std::move(item), std::move(error), snapshot(progress)};
 }
 
 }  // namespace
 
 ItemReply itemForIdentifier(ReplicatedExtension& extension, const ItemIdentifier& identifier) {
-  std::promise<std::pair<ItemPtr, Error>> promise;
+  Handoff<std::pair<ItemPtr, Error>> handoff;
   auto progress = extension.itemForIdentifier(identifier, {}, [&](ItemPtr item, Error error) {
-    promise.set_value({std::move(item), std::move(error)});
+    handoff.set({std::move(item), std::move(error)});
   });
-  return itemReply(promise, *progress);
+  return itemReply(handoff, *progress);
 }
 
 FetchReply fetchContents(ReplicatedExtension& extension, const ItemIdentifier& identifier,
                          const std::optional<ItemVersion>& version) {
-  std::promise<FetchReply> promise;
+  Handoff<FetchReply> handoff;
   auto progress = extension.fetchContentsForItemWithIdentifier(
       identifier, version, {}, [&](std::optional<URL> url, ItemPtr item, Error error) {
-        promise.set_value({std::move(url), std::move(item), std::move(error), {}});
+        handoff.set({std::move(url), std::move(item), std::move(error), {}});
       });
-  auto reply = promise.get_future().get();
+  auto reply = handoff.take();
   reply.progress = snapshot(*progress);
   return reply;
 }
 
 ItemReply createItem(ReplicatedExtension& extension, ItemPtr itemTemplate,
                      const std::optional<URL>& contents, CreateItemOptions options) {
-  std::promise<std::pair<ItemPtr, Error>> promise;
+  Handoff<std::pair<ItemPtr, Error>> handoff;
   auto progress = extension.createItemBasedOnTemplate(std::move(itemTemplate), 0, contents, options,
-                                                      {}, changeCompletion(promise));
-  return itemReply(promise, *progress);
+                                                      {}, changeCompletion(handoff));
+  return itemReply(handoff, *progress);
 }
 
 ItemReply modifyItem(ReplicatedExtension& extension, ItemPtr item, ItemFields changedFields,
                      const std::optional<URL>& contents) {
-  std::promise<std::pair<ItemPtr, Error>> promise;
+  Handoff<std::pair<ItemPtr, Error>> handoff;
   auto progress = extension.modifyItem(std::move(item), {}, changedFields, contents, 0, {},
-                                       changeCompletion(promise));
-  return itemReply(promise, *progress);
+                                       changeCompletion(handoff));
+  return itemReply(handoff, *progress);
 }
 
 ErrorReply deleteItem(ReplicatedExtension& extension, const ItemIdentifier& identifier) {
-  std::promise<Error> promise;
+  Handoff<Error> handoff;
   auto progress = extension.deleteItemWithIdentifier(
-      identifier, {}, 0, {}, [&](Error error) { promise.set_value(std::move(error)); });
-  return {promise.get_future().get(), snapshot(*progress)};
+      identifier, {}, 0, {}, [&](Error error) { handoff.set(std::move(error)); });
+  return {handoff.take(), snapshot(*progress)};
 }
 
 ErrorReply performAction(CustomAction& actions, const std::string& action,
                          const std::vector<ItemIdentifier>& identifiers) {
-  std::promise<Error> promise;
+  Handoff<Error> handoff;
   auto progress = actions.performActionWithIdentifier(
-      action, identifiers, [&](Error error) { promise.set_value(std::move(error)); });
-  return {promise.get_future().get(), snapshot(*progress)};
+      action, identifiers, [&](Error error) { handoff.set(std::move(error)); });
+  return {handoff.take(), snapshot(*progress)};
 }
 
 EnumerationReply enumerateItems(Enumerator& enumerator) {
   auto collector = std::make_shared<Collector>();
-  auto reply = collector->reply();
   enumerator.enumerateItems(collector, {});
-  return reply.get();
+  return collector->take();
 }
 
 EnumerationReply enumerateChanges(Enumerator& enumerator, const SyncAnchor& anchor) {
   auto collector = std::make_shared<Collector>();
-  auto reply = collector->reply();
   enumerator.enumerateChanges(collector, anchor);
-  return reply.get();
+  return collector->take();
 }
 
 std::optional<SyncAnchor> currentSyncAnchor(Enumerator& enumerator) {
-  std::promise<std::optional<SyncAnchor>> promise;
+  Handoff<std::optional<SyncAnchor>> handoff;
   enumerator.currentSyncAnchor(
-      [&](std::optional<SyncAnchor> anchor) { promise.set_value(std::move(anchor)); });
-  return promise.get_future().get();
+      [&](std::optional<SyncAnchor> anchor) { handoff.set(std::move(anchor)); });
+  return handoff.take();
 }
 
 }  // namespace fp::BlockingCalls

@@ -20,13 +20,15 @@ TaskRunner& TaskRunner::shared() {
 }
 
 void TaskRunner::post(std::function<void()> task) {
-  std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
   queue_.push_back(std::move(task));
-  if (waiting_ >= queue_.size()) {
-    wake_.notify_one();
-  } else {
+  if (waiting_ < queue_.size()) {
     workers_.emplace_back([this] { work(); });
+    return;
   }
+  // Woken after the unlock: a worker woken under the lock would only sleep again on it.
+  lock.unlock();
+  wake_.notify_one();
 }
 
 void TaskRunner::waitIdle() {

@@ -50,7 +50,7 @@ FileStamp stampOf(const std::filesystem::path& file) {
 // whole listings' identifiers: a request that wants the session converts only that key and
 // skips the rest unparsed.
 struct SuiteText {
-  FileStamp stamp;
+  std::optional<FileStamp> stamp;  // none until read; a missing file has an empty stamp
   simdjson::padded_string text;
   std::map<std::string, std::optional<nlohmann::json>, std::less<>> values;
 };
@@ -128,7 +128,7 @@ std::optional<nlohmann::json> UserDefaults::objectForKey(const std::string& key)
   auto& suites = readSuites();
   std::lock_guard lock(suites.mutex);
   auto& suite = suites.files[file_];
-  if (suite.stamp != stamp || suite.stamp == FileStamp{}) {
+  if (suite.stamp != stamp) {
     suite.stamp = stamp;
     suite.text = simdjson::padded_string(readWholeFile(file_).value_or("{}"));
     suite.values.clear();

@@ -16,7 +16,8 @@ void createAppGroupContainer() {
 }
 
 fp::UserDefaults appGroupDefaults() {
-  return fp::UserDefaults::suite(kAppGroupIdentifier).value_or(fp::UserDefaults::standard());
+  if (auto suite = fp::UserDefaults::suite(kAppGroupIdentifier)) return *suite;
+  return fp::UserDefaults::standard();
 }
 
 }  // namespace drive
