@@ -3,6 +3,9 @@
 #include <mutex>
 #include <optional>
 #include <semaphore>
+#include <type_traits>
+
+#include "platform/task_runner.h"
 
 namespace fp::BlockingCalls {
 namespace {
@@ -69,6 +72,20 @@ class Collector : public EnumerationObserver, public ChangeObserver {
   Handoff<EnumerationReply> reply_;
 };
 
+// Makes a request whose task this thread would only wait for: the task runs here once the
+// request has returned, rather than on a worker that would wake this thread again.
+template <class Call>
+auto request(Call&& call) {
+  using Result = std::invoke_result_t<Call&>;
+  if constexpr (std::is_void_v<Result>) {
+    TaskRunner::shared().runOnCaller(call);
+  } else {
+    Result result;
+    TaskRunner::shared().runOnCaller([&] { result = call(); });
+    return result;
+  }
+}
+
 ChangeCompletion changeCompletion(Handoff<std::pair<ItemPtr, Error>>& handoff) {
   return [&handoff](ItemPtr item, ItemFields, bool, Error error) {
     handoff.set({std::move(item), std::move(error)});
@@ -84,8 +101,10 @@ ItemReply itemReply(Handoff<std::pair<ItemPtr, Error>>& handoff, const Progress&
 
 ItemReply itemForIdentifier(ReplicatedExtension& extension, const ItemIdentifier& identifier) {
   Handoff<std::pair<ItemPtr, Error>> handoff;
-  auto progress = extension.itemForIdentifier(identifier, {}, [&](ItemPtr item, Error error) {
-    handoff.set({std::move(item), std::move(error)});
+  auto progress = request([&] {
+    return extension.itemForIdentifier(identifier, {}, [&](ItemPtr item, Error error) {
+      handoff.set({std::move(item), std::move(error)});
+    });
   });
   return itemReply(handoff, *progress);
 }
@@ -93,10 +112,12 @@ ItemReply itemForIdentifier(ReplicatedExtension& extension, const ItemIdentifier
 FetchReply fetchContents(ReplicatedExtension& extension, const ItemIdentifier& identifier,
                          const std::optional<ItemVersion>& version) {
   Handoff<FetchReply> handoff;
-  auto progress = extension.fetchContentsForItemWithIdentifier(
-      identifier, version, {}, [&](std::optional<URL> url, ItemPtr item, Error error) {
-        handoff.set({std::move(url), std::move(item), std::move(error), {}});
-      });
+  auto progress = request([&] {
+    return extension.fetchContentsForItemWithIdentifier(
+        identifier, version, {}, [&](std::optional<URL> url, ItemPtr item, Error error) {
+          handoff.set({std::move(url), std::move(item), std::move(error), {}});
+        });
+  });
   auto reply = handoff.take();
   reply.progress = snapshot(*progress);
   return reply;
@@ -105,29 +126,36 @@ FetchReply fetchContents(ReplicatedExtension& extension, const ItemIdentifier& i
 ItemReply createItem(ReplicatedExtension& extension, ItemPtr itemTemplate,
                      const std::optional<URL>& contents, CreateItemOptions options) {
   Handoff<std::pair<ItemPtr, Error>> handoff;
-  auto progress = extension.createItemBasedOnTemplate(std::move(itemTemplate), 0, contents, options,
-                                                      {}, changeCompletion(handoff));
+  auto progress = request([&] {
+    return extension.createItemBasedOnTemplate(std::move(itemTemplate), 0, contents, options, {},
+                                               changeCompletion(handoff));
+  });
   return itemReply(handoff, *progress);
 }
 
 ItemReply modifyItem(ReplicatedExtension& extension, ItemPtr item, ItemFields changedFields,
                      const std::optional<URL>& contents) {
   Handoff<std::pair<ItemPtr, Error>> handoff;
-  auto progress = extension.modifyItem(std::move(item), {}, changedFields, contents, 0, {},
-                                       changeCompletion(handoff));
+  auto progress = request([&] {
+    return extension.modifyItem(std::move(item), {}, changedFields, contents, 0, {},
+                                changeCompletion(handoff));
+  });
   return itemReply(handoff, *progress);
 }
 
 ErrorReply deleteItem(ReplicatedExtension& extension, const ItemIdentifier& identifier) {
   Handoff<Error> handoff;
-  auto progress = extension.deleteItemWithIdentifier(
-      identifier, {}, 0, {}, [&](Error error) { handoff.set(std::move(error)); });
+  auto progress = request([&] {
+    return extension.deleteItemWithIdentifier(identifier, {}, 0, {},
+                                              [&](Error error) { handoff.set(std::move(error)); });
+  });
   return {handoff.take(), snapshot(*progress)};
 }
 
 ErrorReply performAction(CustomAction& actions, const std::string& action,
                          const std::vector<ItemIdentifier>& identifiers) {
   Handoff<Error> handoff;
+  // On a worker: the action's follow-up runs on in its task after the completion.
   auto progress = actions.performActionWithIdentifier(
       action, identifiers, [&](Error error) { handoff.set(std::move(error)); });
   return {handoff.take(), snapshot(*progress)};
@@ -135,20 +163,22 @@ ErrorReply performAction(CustomAction& actions, const std::string& action,
 
 EnumerationReply enumerateItems(Enumerator& enumerator) {
   auto collector = std::make_shared<Collector>();
-  enumerator.enumerateItems(collector, {});
+  request([&] { enumerator.enumerateItems(collector, {}); });
   return collector->take();
 }
 
 EnumerationReply enumerateChanges(Enumerator& enumerator, const SyncAnchor& anchor) {
   auto collector = std::make_shared<Collector>();
-  enumerator.enumerateChanges(collector, anchor);
+  request([&] { enumerator.enumerateChanges(collector, anchor); });
   return collector->take();
 }
 
 std::optional<SyncAnchor> currentSyncAnchor(Enumerator& enumerator) {
   Handoff<std::optional<SyncAnchor>> handoff;
-  enumerator.currentSyncAnchor(
-      [&](std::optional<SyncAnchor> anchor) { handoff.set(std::move(anchor)); });
+  request([&] {
+    enumerator.currentSyncAnchor(
+        [&](std::optional<SyncAnchor> anchor) { handoff.set(std::move(anchor)); });
+  });
   return handoff.take();
 }
 

@@ -1,5 +1,8 @@
 #include "platform/task_runner.h"
 
+#include <exception>
+#include <utility>
+
 #include "platform/system_log.h"
 
 namespace fp {
@@ -19,7 +22,48 @@ TaskRunner& TaskRunner::shared() {
   return runner;
 }
 
+namespace {
+
+// The tasks that runOnCaller keeps for its thread, while its call runs.
+struct CallerTasks {
+  const TaskRunner* runner = nullptr;
+  std::deque<std::function<void()>> tasks;
+};
+thread_local CallerTasks* callerTasks = nullptr;
+
+}  // namespace
+
+void TaskRunner::run(std::function<void()>& task) {
+  try {
+    task();
+  } catch (const std::exception& e) {
+    Logger("eu.vantrel.drive", "tasks").error(std::string("task failed: ") + e.what());
+  } catch (...) {
+    Logger("eu.vantrel.drive", "tasks").error("task failed");
+  }
+  task = nullptr;
+}
+
+void TaskRunner::runOnCaller(const std::function<void()>& call) {
+  CallerTasks kept{this, {}};
+  CallerTasks* const outer = std::exchange(callerTasks, &kept);
+  std::exception_ptr failure;
+  try {
+    call();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  callerTasks = outer;
+  for (auto& task : kept.tasks)  // run even when the call failed: they complete requests
+    run(task);
+  if (failure) std::rethrow_exception(failure);
+}
+
 void TaskRunner::post(std::function<void()> task) {
+  if (callerTasks && callerTasks->runner == this) {
+    callerTasks->tasks.push_back(std::move(task));
+    return;
+  }
   std::unique_lock lock(mutex_);
   queue_.push_back(std::move(task));
   if (waiting_ < queue_.size()) {
@@ -47,14 +91,7 @@ void TaskRunner::work() {
     queue_.pop_front();
     ++busy_;
     lock.unlock();
-    try {
-      task();
-    } catch (const std::exception& e) {
-      Logger("eu.vantrel.drive", "tasks").error(std::string("task failed: ") + e.what());
-    } catch (...) {
-      Logger("eu.vantrel.drive", "tasks").error("task failed");
-    }
-    task = nullptr;
+    run(task);
     lock.lock();
     --busy_;
     if (queue_.empty() && busy_ == 0) idle_.notify_all();

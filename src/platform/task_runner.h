@@ -25,8 +25,15 @@ class TaskRunner {
   // Blocks until nothing is queued or running.
   void waitIdle();
 
+  // Calls `call`, which makes requests that post their tasks and return at once, then runs
+  // the tasks it posted on this thread, in order, instead of handing them to workers. For a
+  // caller that would only block until those tasks report back: it saves two thread
+  // switches a request. Tasks that they post in turn go to workers as usual.
+  void runOnCaller(const std::function<void()>& call);
+
  private:
   void work();
+  static void run(std::function<void()>& task);
 
   std::mutex mutex_;
   std::condition_variable wake_;
