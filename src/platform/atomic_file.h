@@ -12,7 +12,7 @@ namespace fp {
 // Whether a replacement must survive a crash of the machine, or only be seen whole.
 enum class Durability {
   flushed,  // fsync of the file before the rename and of the directory after it
-  cached,   // for copies of content kept elsewhere: a crash may lose them, never halve them
+  cached,   // for copies of content kept elsewhere: a crash may lose or truncate them
 };
 
 // Replaces `target` whole: a temporary file in the same directory, then a rename. Readers

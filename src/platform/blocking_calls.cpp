@@ -1,5 +1,6 @@
 #include "platform/blocking_calls.h"
 
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <semaphore>
@@ -154,11 +155,12 @@ ErrorReply deleteItem(ReplicatedExtension& extension, const ItemIdentifier& iden
 
 ErrorReply performAction(CustomAction& actions, const std::string& action,
                          const std::vector<ItemIdentifier>& identifiers) {
-  Handoff<Error> handoff;
-  // On a worker: the action's follow-up runs on in its task after the completion.
+  // On a worker: the action's follow-up runs on in its task after the completion, and the
+  // handoff outlives this call for as long as that task holds it.
+  auto handoff = std::make_shared<Handoff<Error>>();
   auto progress = actions.performActionWithIdentifier(
-      action, identifiers, [&](Error error) { handoff.set(std::move(error)); });
-  return {handoff.take(), snapshot(*progress)};
+      action, identifiers, [handoff](Error error) { handoff->set(std::move(error)); });
+  return {handoff->take(), snapshot(*progress)};
 }
 
 EnumerationReply enumerateItems(Enumerator& enumerator) {

@@ -53,10 +53,30 @@ void TaskRunner::runOnCaller(const std::function<void()>& call) {
   } catch (...) {
     failure = std::current_exception();
   }
+  // Whatever the tasks post goes to workers; so do all but the first task, which might wait
+  // for the others. They run even when the call failed: they complete its requests.
+  callerTasks = nullptr;
+  if (!kept.tasks.empty()) {
+    auto first = std::move(kept.tasks.front());
+    kept.tasks.pop_front();
+    for (auto& task : kept.tasks)
+      post(std::move(task));
+    runCounted(first);
+  }
   callerTasks = outer;
-  for (auto& task : kept.tasks)  // run even when the call failed: they complete requests
-    run(task);
   if (failure) std::rethrow_exception(failure);
+}
+
+// A task run on its caller counts as busy, so that waitIdle waits for it too.
+void TaskRunner::runCounted(std::function<void()>& task) {
+  {
+    std::lock_guard lock(mutex_);
+    ++busy_;
+  }
+  run(task);
+  std::lock_guard lock(mutex_);
+  --busy_;
+  if (queue_.empty() && busy_ == 0) idle_.notify_all();
 }
 
 void TaskRunner::post(std::function<void()> task) {

@@ -25,15 +25,16 @@ class TaskRunner {
   // Blocks until nothing is queued or running.
   void waitIdle();
 
-  // Calls `call`, which makes requests that post their tasks and return at once, then runs
-  // the tasks it posted on this thread, in order, instead of handing them to workers. For a
-  // caller that would only block until those tasks report back: it saves two thread
-  // switches a request. Tasks that they post in turn go to workers as usual.
+  // Calls `call`, which makes a request that posts its task and returns at once, then runs
+  // that task on this thread instead of handing it to a worker. For a caller that would only
+  // block until the task reports back: it saves two thread switches a request. Further tasks,
+  // posted by the call or by the task, go to workers as usual.
   void runOnCaller(const std::function<void()>& call);
 
  private:
   void work();
   static void run(std::function<void()>& task);
+  void runCounted(std::function<void()>& task);
 
   std::mutex mutex_;
   std::condition_variable wake_;

@@ -52,6 +52,7 @@ FileStamp stampOf(const std::filesystem::path& file) {
 struct SuiteText {
   std::optional<FileStamp> stamp;  // none until read; a missing file has an empty stamp
   simdjson::padded_string text;
+  bool wellFormed = false;
   std::map<std::string, std::optional<nlohmann::json>, std::less<>> values;
 };
 
@@ -63,6 +64,14 @@ struct ReadSuites {
 ReadSuites& readSuites() {
   static ReadSuites instance;
   return instance;
+}
+
+// The key-at-a-time reader does not check the values it skips, so the whole text is checked
+// once per change of the file: a broken file reads as empty, as a whole-file parse has it.
+bool isJSONObject(const simdjson::padded_string& text) {
+  simdjson::dom::parser parser;
+  simdjson::dom::object object;
+  return !parser.parse(text).get(object);
 }
 
 // The value's JSON text as it stands in the document.
@@ -83,8 +92,7 @@ simdjson::error_code rawText(simdjson::ondemand::value& value, std::string_view&
   return simdjson::SUCCESS;
 }
 
-// The value of the last `key` in a JSON object text; none for a malformed text, as a
-// malformed file reads as empty.
+// The value of the last `key` in a well-formed JSON object text.
 std::optional<nlohmann::json> findValue(simdjson::padded_string& text, std::string_view key) {
   simdjson::ondemand::parser parser;
   simdjson::ondemand::document document;
@@ -98,8 +106,7 @@ std::optional<nlohmann::json> findValue(simdjson::padded_string& text, std::stri
     simdjson::ondemand::value value;
     if (field.value().get(value) || rawText(value, raw)) return {};
   }
-  // Nothing may follow the object, as a whole-file parse would refuse it.
-  if (raw.empty() || document.current_location().error() != simdjson::OUT_OF_BOUNDS) return {};
+  if (raw.empty()) return {};
   auto value = nlohmann::json::parse(raw, nullptr, false);
   if (value.is_discarded()) return {};
   return value;
@@ -131,8 +138,10 @@ std::optional<nlohmann::json> UserDefaults::objectForKey(const std::string& key)
   if (suite.stamp != stamp) {
     suite.stamp = stamp;
     suite.text = simdjson::padded_string(readWholeFile(file_).value_or("{}"));
+    suite.wellFormed = isJSONObject(suite.text);
     suite.values.clear();
   }
+  if (!suite.wellFormed) return std::nullopt;
   auto found = suite.values.find(key);
   if (found == suite.values.end()) {
     found = suite.values.emplace(key, findValue(suite.text, key)).first;

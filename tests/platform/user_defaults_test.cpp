@@ -64,7 +64,8 @@ TEST_F(UserDefaultsTest, AKeyReadsAsTheWholeFileWouldHaveIt) {
   EXPECT_EQ(suite().objectForKey("obj"), json::parse(R"({"k":null})"));
   EXPECT_EQ(suite().objectForKey("ids"), json::parse(R"(["a",{"b":[1,2]}])"));
   EXPECT_EQ(suite().objectForKey("dup"), json(2));
-  for (const char* malformed : {R"({"a":1,"b":)", R"({"a":1} x)", R"({"a":1,"b":[})"}) {
+  for (const char* malformed : {R"({"a":1,"b":)", R"({"a":1} x)", R"({"a":1,"b":tru})",
+                                R"({"a":1,"b":[1 2]})", R"({"a":1,"b":[1}})"}) {
     testing::writeText(suiteFile(), malformed);
     EXPECT_EQ(suite().objectForKey("a"), std::nullopt) << malformed;
   }
