@@ -1,16 +1,16 @@
 #include <gtest/gtest.h>
 
 #include "api/drive_api.h"
-#include "api/drive_api_error.h"
-#include "service_fixture.h"
-#include "shared/remote_refresh.h"
+#include "app_group/remote_refresh.h"
+#include "model/drive_api_error.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
 
 using reference::Fault;
 
-class StorageOperationsTest : public testing::ServiceTest {
+class StorageOperationsTest : public test_support::ServiceTest {
  protected:
   DriveAPI& api() { return DriveAPI::shared(); }
   int listings() { return requestCount("GET", "/storage/listing"); }
