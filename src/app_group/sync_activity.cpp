@@ -8,12 +8,14 @@
 #include "model/drive_item_id.h"
 #include "model/name_rules.h"
 #include "platform/environment.h"
+#include "platform/file_lock.h"
 #include "platform/thread_annotations.h"
 
 namespace drive::DriveSyncActivity {
 namespace {
 
 constexpr const char* kFile = "drive-sync-activity.json";
+constexpr const char* kLockFile = "drive-sync-activity.lock";
 constexpr std::size_t kListLimit = 50;
 constexpr double kStaleAfterSeconds = 1800;
 
@@ -70,6 +72,9 @@ void expireStale(File& file, double now) {
 template <class Change>
 void changeFile(Change change) {
   fp::MutexLock guard(activityLock());
+  // Several hosts write the file side by side; a read-change-write must not lose theirs.
+  fp::createAppGroupContainer();
+  fp::FileLock processes(fp::appGroupContainerURL() / kLockFile);
   auto file = readSharedFile<File>(kFile).value_or(File{});
   change(file, secondsNow());
   writeSharedFile(kFile, file);

@@ -1,6 +1,7 @@
 #include "platform/app_group_container.h"
 
 #include "platform/environment.h"
+#include "platform/private_directories.h"
 
 namespace fp {
 
@@ -11,8 +12,7 @@ std::filesystem::path appGroupContainerURL() {
 }
 
 void createAppGroupContainer() {
-  std::error_code ignored;
-  std::filesystem::create_directories(appGroupContainerURL(), ignored);
+  fp::createPrivateDirectories(appGroupContainerURL());
 }
 
 UserDefaults appGroupDefaults() {

@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "actions/companion_client.h"
 #include "app_group/disk_state.h"
+#include "model/drive_api_error.h"
 #include "platform/xpc_transaction.h"
+#include "support/raw_server.h"
 #include "support/service_fixture.h"
 
 namespace drive {
@@ -91,6 +94,42 @@ TEST_F(CustomActionsTest, WithTheCompanionStoppedFollowUpsRetrySixTimes) {
   }
   EXPECT_THAT(log, ::testing::Not(HasSubstr("helper retry 6")));
   EXPECT_EQ(clock().sleeps().size(), 6u);
+}
+
+// Companions that hold the post past its 4 s: each would end in a 200 if waited for.
+class SlowCompanionTest : public test_support::DriveTest {
+ protected:
+  std::string outcomeOfPost(const test_support::RawServer& companion) {
+    configure(
+        [&](fp::Environment& environment) { environment.companionBaseURL = companion.url(""); });
+    try {
+      postCommand({{"action", "sendCopy"}});
+    } catch (const DriveAPIError& error) {
+      return error.errorDescription();
+    }
+    return "sent";
+  }
+};
+
+TEST_F(SlowCompanionTest, ACommandPostGivesUpAtFourSecondsWhateverTheCompanionDoes) {
+  const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n";
+  test_support::RawServer late([&](test_support::RawServer& server, int fd) {
+    test_support::RawServer::readHead(fd);
+    server.pause(std::chrono::seconds(7));
+    test_support::RawServer::send(fd, head + "accepted");
+  });
+  EXPECT_EQ(outcomeOfPost(late), "Drive is not running.");
+
+  // A byte a second keeps any low-speed limit content.
+  test_support::RawServer trickling([&](test_support::RawServer& server, int fd) {
+    test_support::RawServer::readHead(fd);
+    test_support::RawServer::send(fd, head);
+    for (const char byte : std::string("accepted")) {
+      server.pause(std::chrono::seconds(1));
+      test_support::RawServer::send(fd, std::string(1, byte));
+    }
+  });
+  EXPECT_EQ(outcomeOfPost(trickling), "Drive is not running.");
 }
 
 }  // namespace

@@ -9,7 +9,9 @@
 #include <sstream>
 
 #include "cli/pralodrive_child.h"
+#include "platform/file_lock.h"
 #include "session/session_store.h"
+#include "support/child_process.h"
 #include "support/service_fixture.h"
 #include "support/test_files.h"
 
@@ -177,6 +179,7 @@ TEST_F(CommandLineTest, UsageErrorsExitTwoAndFailedRequestsOne) {
                             {"modify", documents, "--fields", "size"},
                             {"--api-base", "http://example.com", "item", kRoot},
                             {"nonsense"},
+                            {"create", documents, "\xff\xfe"},
                             {}}) {
     const auto usage = json(arguments);
     EXPECT_EQ(usage.status, 2) << usage.out;
@@ -187,6 +190,8 @@ TEST_F(CommandLineTest, UsageErrorsExitTwoAndFailedRequestsOne) {
   EXPECT_EQ(forPerson.status, 2);
   EXPECT_EQ(forPerson.out, "");
   EXPECT_THAT(forPerson.err, HasSubstr("--file excludes --folder"));
+  EXPECT_EQ(json({"create", documents, "\xff\xfe"}).json["error"]["description"],
+            "argument 4 \"\\xFF\\xFE\" is not valid UTF-8");
 
   const auto missing = json({"item", "node:nothing-here"});
   EXPECT_EQ(missing.status, 1);
@@ -200,6 +205,30 @@ TEST_F(CommandLineTest, UsageErrorsExitTwoAndFailedRequestsOne) {
   EXPECT_EQ(refused.json["error"], Json({{"domain", "NSCocoaErrorDomain"},
                                          {"code", 513},
                                          {"description", "This folder is read only."}}));
+}
+
+TEST_F(CommandLineTest, StartingRemovesPartialDownloadsNoProcessHolds) {
+  const auto temporary = root() / "tmp";
+  const auto abandoned = temporary / ".drive-1111.txt.AbC123";
+  const auto held = temporary / ".drive-2222.txt.XyZ789";
+  const auto delivered = temporary / "drive-3333.txt";
+  const auto foreign = temporary / ".editor-swap.QwE456";
+  for (const auto& file : {abandoned, held, delivered, foreign})
+    drive::test_support::writeText(file, "partial");
+  drive::test_support::Signal locked, release;
+  drive::test_support::ChildProcess writer([&] {
+    fp::FileLock lock(held);
+    locked.raise();
+    return release.await() ? 0 : 1;
+  });
+  ASSERT_TRUE(locked.await());
+  EXPECT_EQ(json({"item", kRoot}).status, 0);
+  release.raise();
+  EXPECT_EQ(writer.wait(), 0);
+  EXPECT_FALSE(std::filesystem::exists(abandoned));
+  EXPECT_TRUE(std::filesystem::exists(held));
+  EXPECT_TRUE(std::filesystem::exists(delivered));
+  EXPECT_TRUE(std::filesystem::exists(foreign));
 }
 
 TEST_F(CommandLineTest, AShellKeepsTheListingCacheAndBookkeepingAcrossItsLines) {
