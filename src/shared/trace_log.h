@@ -5,7 +5,8 @@
 namespace drive {
 
 // Appends one line, "<ISO 8601 time> <message>", to "drive-trace.log" in the container.
-// Past 120000 bytes the log starts again with this line. Never fails.
+// Control characters become blanks and a record past 4 KiB is cut with "…". Past 120000
+// bytes the log starts again with this line. Never fails.
 void trace(const std::string& message);
 
 }  // namespace drive
