@@ -5,12 +5,14 @@
 #include <mutex>
 
 #include "platform/environment.h"
+#include "platform/file_lock.h"
 #include "shared/shared_file.h"
 
 namespace drive::DriveSyncActivity {
 namespace {
 
 constexpr const char* kFile = "drive-sync-activity.json";
+constexpr const char* kLockFile = "drive-sync-activity.lock";
 constexpr std::size_t kListLimit = 50;
 constexpr double kStaleAfterSeconds = 1800;
 
@@ -67,6 +69,9 @@ void expireStale(File& file, double now) {
 template <class Change>
 void changeFile(Change change) {
   std::lock_guard guard(activityLock());
+  // Several hosts write the file side by side; a read-change-write must not lose theirs.
+  createAppGroupContainer();
+  fp::FileLock processes(appGroupContainerURL() / kLockFile);
   auto file = readSharedFile<File>(kFile).value_or(File{});
   change(file, secondsNow());
   writeSharedFile(kFile, file);

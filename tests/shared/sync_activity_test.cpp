@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <thread>
 
+#include "child_process.h"
 #include "shared/shared_file.h"
 #include "test_environment.h"
 #include "test_files.h"
@@ -107,23 +109,39 @@ TEST_F(SyncActivityTest, DamagedFileIsReplacedByAValidOne) {
   EXPECT_EQ(ids(activity().active), std::vector<std::string>{"a/download"});
 }
 
-TEST_F(SyncActivityTest, ConcurrentTransfersLoseNoEntry) {
-  constexpr int kThreads = 4;
-  constexpr int kTransfersPerThread = 10;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([thread] {
-      for (int index = 0; index < kTransfersPerThread; ++index) {
-        const auto id = std::to_string(thread) + "." + std::to_string(index);
-        DriveSyncActivity::begin(id, id, Direction::download);
-        DriveSyncActivity::end(id, id, Direction::download, true);
-      }
-    });
+constexpr int kWriters = 4;
+constexpr int kTransfersPerWriter = 10;
+
+// One writer's finished downloads, each under its own node id.
+int transfer(const std::string& prefix) {
+  for (int index = 0; index < kTransfersPerWriter; ++index) {
+    const auto id = prefix + std::to_string(index);
+    DriveSyncActivity::begin(id, id, Direction::download);
+    DriveSyncActivity::end(id, id, Direction::download, true);
   }
+  return 0;
+}
+
+TEST_F(SyncActivityTest, ConcurrentTransfersLoseNoEntry) {
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kWriters; ++thread)
+    threads.emplace_back([thread] { transfer(std::to_string(thread) + "."); });
   for (auto& thread : threads)
     thread.join();
   EXPECT_TRUE(activity().active.empty());
-  EXPECT_EQ(activity().recent.size(), std::size_t{kThreads * kTransfersPerThread});
+  EXPECT_EQ(activity().recent.size(), std::size_t{kWriters * kTransfersPerWriter});
+}
+
+TEST_F(SyncActivityTest, TransfersOfSeveralProcessesLoseNoEntry) {
+  std::vector<std::unique_ptr<testing::ChildProcess>> writers;
+  for (int writer = 0; writer < kWriters; ++writer) {
+    writers.push_back(std::make_unique<testing::ChildProcess>(
+        [writer] { return transfer("p" + std::to_string(writer) + "."); }));
+  }
+  for (auto& writer : writers)
+    EXPECT_EQ(writer->wait(), 0);
+  EXPECT_TRUE(activity().active.empty());
+  EXPECT_EQ(activity().recent.size(), std::size_t{kWriters * kTransfersPerWriter});
 }
 
 }  // namespace
