@@ -1,6 +1,7 @@
 #include "platform/json_file.h"
 
 #include "platform/atomic_file.h"
+#include "platform/private_directories.h"
 
 namespace fp {
 
@@ -17,8 +18,7 @@ std::optional<nlohmann::json> readJSONFile(const std::filesystem::path& path) {
 }
 
 bool writeJSONFile(const std::filesystem::path& path, const nlohmann::json& value, mode_t mode) {
-  std::error_code ignored;
-  std::filesystem::create_directories(path.parent_path(), ignored);
+  createPrivateDirectories(path.parent_path());
   const auto text = value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   return writeFileAtomically(path, text, mode);
 }

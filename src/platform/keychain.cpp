@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "platform/environment.h"
+#include "platform/private_directories.h"
 
 namespace fp {
 namespace {
@@ -26,9 +27,8 @@ std::filesystem::path itemPath(const KeychainQuery& query) {
 
 bool ensureDirectory() {
   const auto directory = keychainDirectory();
-  std::error_code error;
-  std::filesystem::create_directories(directory, error);
-  return !error && ::chmod(directory.c_str(), 0700) == 0;
+  // An existing folder is made private too: it holds the secrets themselves.
+  return createPrivateDirectories(directory) && ::chmod(directory.c_str(), 0700) == 0;
 }
 
 }  // namespace

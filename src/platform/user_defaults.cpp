@@ -12,6 +12,7 @@
 #include "platform/environment.h"
 #include "platform/file_lock.h"
 #include "platform/json_file.h"
+#include "platform/private_directories.h"
 
 namespace fp {
 namespace {
@@ -182,8 +183,7 @@ void UserDefaults::removeObjectForKey(const std::string& key) const {
 
 void UserDefaults::change(const std::function<bool(nlohmann::json&)>& edit) const {
   if (file_.empty()) return;
-  std::error_code ignored;
-  std::filesystem::create_directories(file_.parent_path(), ignored);
+  createPrivateDirectories(file_.parent_path());
   auto lockFile = file_;
   FileLock lock(lockFile.replace_extension(".lock"));
   // Never from the text read before: a stamp can repeat, and a lost update would be for good.

@@ -5,6 +5,7 @@
 #include "api/drive_api_error.h"
 #include "platform/atomic_file.h"
 #include "platform/environment.h"
+#include "platform/private_directories.h"
 #include "platform/url_session.h"
 #include "platform/user_defaults.h"
 #include "shared/app_group_container.h"
@@ -55,9 +56,8 @@ std::filesystem::path sessionFileURL() {
 }
 
 bool writeSessionFile(const std::string& bytes) {
-  std::error_code error;
-  std::filesystem::create_directories(sessionFileURL().parent_path(), error);
-  return !error && fp::writeFileAtomically(sessionFileURL(), bytes, 0600);
+  return fp::createPrivateDirectories(sessionFileURL().parent_path()) &&
+         fp::writeFileAtomically(sessionFileURL(), bytes, 0600);
 }
 
 fp::KeychainQuery sessionKeychainQuery(bool dataProtection, bool accessGroup) {

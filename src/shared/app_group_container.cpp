@@ -1,6 +1,7 @@
 #include "shared/app_group_container.h"
 
 #include "platform/environment.h"
+#include "platform/private_directories.h"
 
 namespace drive {
 
@@ -11,8 +12,7 @@ std::filesystem::path appGroupContainerURL() {
 }
 
 void createAppGroupContainer() {
-  std::error_code ignored;
-  std::filesystem::create_directories(appGroupContainerURL(), ignored);
+  fp::createPrivateDirectories(appGroupContainerURL());
 }
 
 fp::UserDefaults appGroupDefaults() {
