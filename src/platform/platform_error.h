@@ -32,9 +32,13 @@ inline constexpr long featureUnsupported = 3328;
 namespace URLErrorCode {
 inline constexpr long badURL = -1000;
 inline constexpr long timedOut = -1001;
+inline constexpr long cannotFindHost = -1003;
 inline constexpr long cannotConnectToHost = -1004;
 inline constexpr long networkConnectionLost = -1005;
+inline constexpr long httpTooManyRedirects = -1007;
+inline constexpr long badServerResponse = -1011;
 inline constexpr long cannotDecodeContentData = -1016;
+inline constexpr long secureConnectionFailed = -1200;
 }  // namespace URLErrorCode
 
 using UserInfo = std::map<std::string, std::string>;

@@ -13,49 +13,57 @@ namespace fp {
 namespace {
 
 constexpr long kTransferBuffer = 512 * 1024;
+// As many as the platform follows before it gives up.
+constexpr long kMaximumRedirects = 16;
 
 void initializeCurlOnce() {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
+// The platform's code and text for each way a transfer fails; an answer that is not HTTP at
+// all is a bad server response, which the platform describes only by its code.
 PlatformError transportError(CURLcode code) {
-  long platformCode = URLErrorCode::networkConnectionLost;
-  std::string text = "The network connection was lost.";
   switch (code) {
     case CURLE_OPERATION_TIMEDOUT:
-      platformCode = URLErrorCode::timedOut;
-      text = "The request timed out.";
-      break;
+      return PlatformError::withDescription(NSURLErrorDomain, URLErrorCode::timedOut,
+                                            "The request timed out.");
     case CURLE_COULDNT_CONNECT:
-      platformCode = URLErrorCode::cannotConnectToHost;
-      text = "Could not connect to the server.";
-      break;
+      return PlatformError::withDescription(NSURLErrorDomain, URLErrorCode::cannotConnectToHost,
+                                            "Could not connect to the server.");
     case CURLE_COULDNT_RESOLVE_HOST:
-      platformCode = -1003;
-      text = "A server with the specified hostname could not be found.";
-      break;
+      return PlatformError::withDescription(
+          NSURLErrorDomain, URLErrorCode::cannotFindHost,
+          "A server with the specified hostname could not be found.");
     case CURLE_URL_MALFORMAT:
-    case CURLE_UNSUPPORTED_PROTOCOL:
-      platformCode = URLErrorCode::badURL;
-      text = "unsupported URL";
-      break;
+      return PlatformError::withDescription(NSURLErrorDomain, URLErrorCode::badURL,
+                                            "unsupported URL");
+    case CURLE_TOO_MANY_REDIRECTS:
+      return PlatformError::withDescription(NSURLErrorDomain, URLErrorCode::httpTooManyRedirects,
+                                            "too many HTTP redirects");
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_CERTPROBLEM:
     case CURLE_SSL_CIPHER:
     case CURLE_SSL_CACERT_BADFILE:
-      platformCode = -1200;
-      text = "An SSL error has occurred and a secure connection to the server cannot be made.";
-      break;
+      return PlatformError::withDescription(
+          NSURLErrorDomain, URLErrorCode::secureConnectionFailed,
+          "An SSL error has occurred and a secure connection to the server cannot be made.");
     case CURLE_READ_ERROR:
-      platformCode = -1;
-      text = "The file to upload could not be read.";
-      break;
+      return PlatformError::withDescription(NSURLErrorDomain, -1,
+                                            "The file to upload could not be read.");
+    // Answers from a server that does not speak HTTP: an HTTP/0.9 guess, a broken status
+    // line or header, a body that does not match its encoding.
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_HTTP2:
+    case CURLE_HTTP2_STREAM:
+    case CURLE_BAD_CONTENT_ENCODING:
+      return PlatformError(NSURLErrorDomain, URLErrorCode::badServerResponse);
     default:
-      break;
+      return PlatformError::withDescription(NSURLErrorDomain, URLErrorCode::networkConnectionLost,
+                                            "The network connection was lost.");
   }
-  return PlatformError::withDescription(NSURLErrorDomain, platformCode, text);
 }
 
 struct Transfer {
@@ -211,6 +219,9 @@ URLResponse URLSession::send(const URLRequest& request) {
   curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
   curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, idleSeconds);
   curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(configuration_.resourceTimeout.count()));
+  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMaximumRedirects);
+  curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(curl, CURLOPT_TCP_NODELAY, 1L);
   // Large pieces: a half-GiB transfer in 16 KiB reads is 32,000 system calls and callbacks.
   curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, kTransferBuffer);
