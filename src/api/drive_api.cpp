@@ -7,6 +7,7 @@
 #include "platform/base64.h"
 #include "platform/environment.h"
 #include "platform/platform_error.h"
+#include "platform/utf8.h"
 #include "session/session_store.h"
 
 namespace drive {
@@ -14,6 +15,10 @@ namespace {
 
 constexpr auto kRequestTimeout = std::chrono::seconds(60);
 constexpr auto kRefreshMargin = std::chrono::seconds(7200);
+// Bounds on what an answer may cost: a description is shown and traced, a record is parsed
+// whole into memory. Content downloads are not records and stay whole.
+constexpr std::size_t kLongestDescription = 1024;
+constexpr std::size_t kLargestRecord = std::size_t{256} << 20;
 
 fp::URLSession::Configuration ephemeralConfiguration() {
   fp::URLSession::Configuration configuration;
@@ -22,30 +27,14 @@ fp::URLSession::Configuration ephemeralConfiguration() {
   return configuration;
 }
 
-bool isValidUTF8(const std::string& text) {
-  std::size_t index = 0;
-  while (index < text.size()) {
-    const auto lead = static_cast<unsigned char>(text[index]);
-    const std::size_t length = lead < 0x80           ? 1
-                               : (lead >> 5) == 0x6  ? 2
-                               : (lead >> 4) == 0xE  ? 3
-                               : (lead >> 3) == 0x1E ? 4
-                                                     : 0;
-    if (length == 0 || index + length > text.size()) return false;
-    for (std::size_t next = 1; next < length; ++next) {
-      if ((static_cast<unsigned char>(text[index + next]) & 0xC0) != 0x80) return false;
-    }
-    index += length;
-  }
-  return true;
-}
-
 std::string errorMessage(const std::string& body) {
   try {
-    if (auto message = decodeRecord<APIErrorBody>(body).message) return *message;
+    if (auto message = decodeRecord<APIErrorBody>(body).message) {
+      return fp::prefixOfCharacters(*message, kLongestDescription);
+    }
   } catch (const WireDecodingError&) {
   }
-  return isValidUTF8(body) ? body : std::string();
+  return fp::isValidUTF8(body) ? fp::prefixOfCharacters(body, kLongestDescription) : std::string();
 }
 
 }  // namespace
@@ -98,6 +87,7 @@ std::string DriveAPI::checkResponse(fp::URLResponse answer) {
 
 template <typename Record>
 Record DriveAPI::decodeBody(const std::string& bytes) {
+  if (bytes.size() > kLargestRecord) throw DriveAPIError::decoding();
   try {
     return decodeRecord<Record>(bytes);
   } catch (const WireDecodingError&) {
@@ -107,7 +97,7 @@ Record DriveAPI::decodeBody(const std::string& bytes) {
     message = decodeRecord<APIErrorBody>(bytes).message;
   } catch (const WireDecodingError&) {
   }
-  if (message) throw DriveAPIError::message(*message);
+  if (message) throw DriveAPIError::message(fp::prefixOfCharacters(*message, kLongestDescription));
   throw DriveAPIError::decoding();
 }
 

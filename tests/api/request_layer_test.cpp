@@ -147,6 +147,26 @@ TEST_F(RequestLayerTest, StatusesAndBodiesBecomeErrors) {
   EXPECT_EQ(apiErrorOf([&] { api().node(rootId()); }).which(), DriveAPIError::Case::decoding);
 }
 
+TEST_F(RequestLayerTest, LargeAnswersAreBounded) {
+  const std::string path = "/storage/nodes/" + rootId();
+  service().injectFault(path, Fault::answer(502, std::string(5'000'000, 'x')));
+  EXPECT_EQ(apiErrorOf([&] { api().node(rootId()); }).errorDescription(),
+            std::string(1024, 'x') + "\u2026");
+  std::string accents;
+  for (int index = 0; index < 1100; ++index)
+    accents += "\u00e9";
+  service().injectFault(path, Fault::message(200, accents));
+  EXPECT_EQ(apiErrorOf([&] { api().node(rootId()); }).text(),
+            accents.substr(0, 2 * 1024) + "\u2026");
+
+  // A record past 256 MiB is refused before it is parsed, even when it would decode.
+  auto record = api().send(path, "GET");
+  EXPECT_EQ(DriveAPI::decodeBody<StorageNode>(record).id, rootId());
+  record.append((std::size_t{256} << 20) - record.size() + 1, ' ');
+  EXPECT_EQ(apiErrorOf([&] { DriveAPI::decodeBody<StorageNode>(record); }).which(),
+            DriveAPIError::Case::decoding);
+}
+
 TEST_F(RequestLayerTest, TransportFailuresStayPlatformErrors) {
   service().injectFault("/storage/nodes/*", Fault::dropped());
   try {
