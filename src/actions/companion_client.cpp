@@ -26,6 +26,8 @@ void postCommand(const CompanionCommand& command) {
   request.headers = {{"Content-Type", "application/json"}, {"X-Drive-Caller", "provider"}};
   request.body = command.dump();
   request.timeout = kTimeout;
+  // A companion that connects but never answers must not hold the action longer.
+  request.totalTimeout = kTimeout;
   if (!fp::isPlainHTTPURL(request.url)) throw notRunning();
   long status = 0;
   try {

@@ -218,7 +218,9 @@ URLResponse URLSession::send(const URLRequest& request) {
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, long(idle.count()));
   curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
   curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, idleSeconds);
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(configuration_.resourceTimeout.count()));
+  const auto total = std::min(configuration_.resourceTimeout,
+                              request.totalTimeout.value_or(configuration_.resourceTimeout));
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(std::max<long>(1, total.count())));
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMaximumRedirects);
   curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");

@@ -20,6 +20,8 @@ struct URLRequest {
   std::optional<std::filesystem::path> bodyFile;
   // Longest wait for the next bytes, as the platform's request time-out.
   std::chrono::milliseconds timeout{60000};
+  // Longest the whole request may take, whatever the peer does; the session's when none.
+  std::optional<std::chrono::milliseconds> totalTimeout;
 };
 
 struct HTTPURLResponse {

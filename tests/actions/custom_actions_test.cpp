@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "actions/companion_client.h"
+#include "api/drive_api_error.h"
 #include "platform/xpc_transaction.h"
+#include "raw_server.h"
 #include "service_fixture.h"
 #include "shared/disk_state.h"
 
@@ -91,6 +94,42 @@ TEST_F(CustomActionsTest, WithTheCompanionStoppedFollowUpsRetrySixTimes) {
   }
   EXPECT_THAT(log, ::testing::Not(HasSubstr("helper retry 6")));
   EXPECT_EQ(clock().sleeps().size(), 6u);
+}
+
+// Companions that hold the post past its 4 s: each would end in a 200 if waited for.
+class SlowCompanionTest : public testing::DriveTest {
+ protected:
+  std::string outcomeOfPost(const testing::RawServer& companion) {
+    configure(
+        [&](fp::Environment& environment) { environment.companionBaseURL = companion.url(""); });
+    try {
+      postCommand({{"action", "sendCopy"}});
+    } catch (const DriveAPIError& error) {
+      return error.errorDescription();
+    }
+    return "sent";
+  }
+};
+
+TEST_F(SlowCompanionTest, ACommandPostGivesUpAtFourSecondsWhateverTheCompanionDoes) {
+  const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n";
+  testing::RawServer late([&](testing::RawServer& server, int fd) {
+    testing::RawServer::readHead(fd);
+    server.pause(std::chrono::seconds(7));
+    testing::RawServer::send(fd, head + "accepted");
+  });
+  EXPECT_EQ(outcomeOfPost(late), "Drive is not running.");
+
+  // A byte a second keeps any low-speed limit content.
+  testing::RawServer trickling([&](testing::RawServer& server, int fd) {
+    testing::RawServer::readHead(fd);
+    testing::RawServer::send(fd, head);
+    for (const char byte : std::string("accepted")) {
+      server.pause(std::chrono::seconds(1));
+      testing::RawServer::send(fd, std::string(1, byte));
+    }
+  });
+  EXPECT_EQ(outcomeOfPost(trickling), "Drive is not running.");
 }
 
 }  // namespace
