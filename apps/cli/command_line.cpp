@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
 #include <iostream>
 #include <sstream>
 
@@ -9,6 +10,7 @@
 #include "global_options.h"
 #include "human_output.h"
 #include "platform/task_runner.h"
+#include "platform/utf8.h"
 #include "platform/xpc_transaction.h"
 #include "shell.h"
 
@@ -178,6 +180,22 @@ int reportUsage(const std::string& text, bool json) {
 
 enum class Mode { request, shell, demo };
 
+// The platform hands over only valid Unicode: other bytes are the caller's mistake, named with
+// their position and shown escaped.
+std::optional<std::string> notUTF8(const std::vector<std::string>& words) {
+  const auto bad =
+      std::ranges::find_if(words, [](const auto& word) { return !fp::isValidUTF8(word); });
+  if (bad == words.end()) return std::nullopt;
+  std::string shown;
+  for (const unsigned char c : *bad) {
+    char escaped[8];
+    std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+    shown += c >= 0x20 && c < 0x7f ? std::string(1, char(c)) : std::string(escaped);
+  }
+  return "argument " + std::to_string(bad - words.begin() + 1) + " \"" + shown +
+         "\" is not valid UTF-8";
+}
+
 }  // namespace
 
 void addRequestCommands(CLI::App& app, ParsedRequest& chosen) {
@@ -201,6 +219,7 @@ RequestParser::~RequestParser() = default;
 
 ParsedRequest RequestParser::parse(std::vector<std::string> words) {
   *chosen_ = {};
+  if (const auto text = notUTF8(words)) throw CLI::ValidationError(*text);
   std::reverse(words.begin(), words.end());
   try {
     app_->parse(words);
@@ -244,6 +263,8 @@ int runCommandLine(int argc, char** argv) {
   } catch (const CLI::Error& error) {
     return reportUsage(usageText(app, error), globals.json);
   }
+  if (const auto text = notUTF8(std::vector<std::string>(argv + 1, argv + argc)))
+    return reportUsage(*text, globals.json);
   if (mode == Mode::demo) return runDemo({keep}, std::cout);
   FileProviderExtension extension({"eu.vantrel.drive", "PraloDrive"});
   PlatformHost host(extension, extension, extension);

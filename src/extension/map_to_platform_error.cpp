@@ -3,6 +3,7 @@
 #include "api/drive_api_error.h"
 #include "changes/drive_sync_error.h"
 #include "platform/environment.h"
+#include "platform/system_log.h"
 
 namespace drive {
 namespace {
@@ -50,20 +51,24 @@ fp::PlatformError mapToPlatformError(const std::exception_ptr& error) {
   } catch (const fp::PlatformError& platformError) {
     return platformError;
   } catch (const std::exception& other) {
-    return fp::PlatformError::withDescription(fp::NSCocoaErrorDomain,
-                                              fp::CocoaErrorCode::fileReadUnknown, other.what());
+    // A library's own text means nothing to the user: it goes to the log only.
+    fp::Logger("eu.vantrel.drive", "errors").error(other.what());
   } catch (...) {
-    return fp::PlatformError(fp::NSCocoaErrorDomain, fp::CocoaErrorCode::fileReadUnknown);
   }
+  return fp::PlatformError(fp::NSCocoaErrorDomain, fp::CocoaErrorCode::fileReadUnknown);
 }
 
 std::string localizedDescriptionOf(const std::exception_ptr& error) {
   try {
     std::rethrow_exception(error);
-  } catch (const std::exception& e) {
+  } catch (const DriveSyncError& e) {
     return e.what();  // every error of the provider answers its localized description here
+  } catch (const DriveAPIError& e) {
+    return e.what();
+  } catch (const fp::PlatformError& e) {
+    return e.what();
   } catch (...) {
-    return "unknown error";
+    return mapToPlatformError(std::current_exception()).localizedDescription();
   }
 }
 

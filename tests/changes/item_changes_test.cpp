@@ -10,6 +10,7 @@ namespace drive {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 namespace calls = fp::BlockingCalls;
 
 class ItemChangesTest : public testing::ServiceTest {
@@ -76,6 +77,17 @@ TEST_F(ItemChangesTest, ARoundTripThroughThePlatformRequests) {
 
   EXPECT_FALSE(calls::deleteItem(extension(), file.item->itemIdentifier()).error);
   EXPECT_TRUE(service().tree().node(nodeId).trashedAt);
+}
+
+TEST_F(ItemChangesTest, ALibraryFailureReachesTheUserInTheSystemsOwnWords) {
+  // Only a host that skips the platform's checks passes such a name; the request still fails
+  // cleanly, and the library's own text goes to the log, not to the user or the trace.
+  const auto created =
+      calls::createItem(extension(), newItem(namespaceIdentifier("Alex Morgan"), "\xff\xfe"), {});
+  ASSERT_TRUE(created.error);
+  EXPECT_EQ(created.error->localizedDescription(),
+            "The operation couldn\u2019t be completed. (NSCocoaErrorDomain error 256.)");
+  EXPECT_THAT(traceLog(), Not(HasSubstr("json.exception")));
 }
 
 TEST_F(ItemChangesTest, ReimportAdoptsWhatIsAlreadyThere) {

@@ -177,6 +177,7 @@ TEST_F(CommandLineTest, UsageErrorsExitTwoAndFailedRequestsOne) {
                             {"modify", documents, "--fields", "size"},
                             {"--api-base", "http://example.com", "item", kRoot},
                             {"nonsense"},
+                            {"create", documents, "\xff\xfe"},
                             {}}) {
     const auto usage = json(arguments);
     EXPECT_EQ(usage.status, 2) << usage.out;
@@ -187,6 +188,8 @@ TEST_F(CommandLineTest, UsageErrorsExitTwoAndFailedRequestsOne) {
   EXPECT_EQ(forPerson.status, 2);
   EXPECT_EQ(forPerson.out, "");
   EXPECT_THAT(forPerson.err, HasSubstr("--file excludes --folder"));
+  EXPECT_EQ(json({"create", documents, "\xff\xfe"}).json["error"]["description"],
+            "argument 4 \"\\xFF\\xFE\" is not valid UTF-8");
 
   const auto missing = json({"item", "node:nothing-here"});
   EXPECT_EQ(missing.status, 1);

@@ -78,14 +78,17 @@ TEST_F(MapToPlatformError, ServiceErrors) {
   }
 }
 
-TEST_F(MapToPlatformError, PlatformErrorsPassUnchangedAndOthersKeepTheirText) {
+TEST_F(MapToPlatformError, PlatformErrorsPassUnchangedAndLibraryTextsNeverShow) {
   const auto transport =
       fp::PlatformError::withDescription(fp::NSURLErrorDomain, -1001, "The request timed out.");
   EXPECT_EQ(mapped(transport), transport);
   const auto bare = fp::PlatformError(fp::NSFileProviderErrorDomain, -1005);
   EXPECT_EQ(mapped(bare).localizedDescription(),
             "The operation couldn\u2019t be completed. (NSFileProviderErrorDomain error -1005.)");
-  EXPECT_EQ(mapped(std::runtime_error("disk full")).localizedDescription(), "disk full");
+  const fp::PlatformError unknown(fp::NSCocoaErrorDomain, 256);
+  EXPECT_EQ(mapped(std::runtime_error("[json.exception.type_error.316] invalid UTF-8")), unknown);
+  EXPECT_EQ(unknown.localizedDescription(),
+            "The operation couldn\u2019t be completed. (NSCocoaErrorDomain error 256.)");
 }
 
 }  // namespace
