@@ -13,8 +13,15 @@ namespace drive::reference {
 namespace {
 
 constexpr size_t kKeepAliveRequests = 1'000'000;
-// Connections stay open between requests and each holds a thread.
-constexpr size_t kMinimumThreads = 16;
+// Connections stay open between requests and each holds a thread: enough threads that a few
+// slow clients leave room for the others, and limits that free the threads they hold.
+constexpr size_t kMinimumThreads = 64;
+// A client that sends nothing for this long (a trickled request head, a stalled upload) is
+// dropped, as is an idle keep-alive connection; loopback clients never pause that long.
+constexpr auto kReadTimeout = std::chrono::seconds(1);
+constexpr time_t kIdleKeepAliveSeconds = 1;
+// A client that stops reading an answer.
+constexpr auto kWriteTimeout = std::chrono::seconds(5);
 
 int portOf(const sockaddr_storage& address) {
   if (address.ss_family != AF_INET) return -1;
@@ -56,6 +63,9 @@ LoopbackServer::LoopbackServer() {
     ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
   set_keep_alive_max_count(kKeepAliveRequests);
+  set_keep_alive_timeout(kIdleKeepAliveSeconds);
+  set_read_timeout(kReadTimeout);
+  set_write_timeout(kWriteTimeout);
   // A request is under way from routing until its answer is written (when the log is called).
   set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
     std::lock_guard lock(mutex_);
