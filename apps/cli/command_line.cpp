@@ -266,6 +266,7 @@ int runCommandLine(int argc, char** argv) {
   if (const auto text = notUTF8(std::vector<std::string>(argv + 1, argv + argc)))
     return reportUsage(*text, globals.json);
   if (mode == Mode::demo) return runDemo({keep}, std::cout);
+  FileProviderExtension::removeLeftovers();
   FileProviderExtension extension({"eu.vantrel.drive", "PraloDrive"});
   PlatformHost host(extension, extension, extension);
   int status = 0;

@@ -16,11 +16,13 @@
 namespace drive {
 namespace {
 
+constexpr const char* kTemporaryPrefix = "drive-";
+
 // "drive-<UUID>" plus the name's extension, in the temporary directory.
 std::filesystem::path temporaryFileFor(const std::string& name) {
   const auto extension = fp::pathExtension(name);
   return fp::Environment::current()->temporaryDirectory /
-         ("drive-" + fp::makeUUIDString() + (extension.empty() ? "" : "." + extension));
+         (kTemporaryPrefix + fp::makeUUIDString() + (extension.empty() ? "" : "." + extension));
 }
 
 std::string download(const StorageNode& node) {
@@ -59,6 +61,10 @@ FetchResult fetchContents(const fp::ItemIdentifier& identifier,
                                              "The downloaded file could not be written.");
   }
   return {url, item};
+}
+
+void removeAbandonedFetches() {
+  fp::removeAbandonedPartialFiles(fp::Environment::current()->temporaryDirectory, kTemporaryPrefix);
 }
 
 }  // namespace drive

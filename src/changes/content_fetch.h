@@ -11,4 +11,8 @@ namespace drive {
 FetchResult fetchContents(const fp::ItemIdentifier& identifier,
                           const std::optional<fp::ItemVersion>& requestedVersion);
 
+// Removes the partial downloads of killed processes from the temporary folder: those no
+// process holds. Delivered files stay.
+void removeAbandonedFetches();
+
 }  // namespace drive

@@ -1,5 +1,6 @@
 #include "extension/file_provider_extension.h"
 
+#include "changes/content_fetch.h"
 #include "enumeration/empty_enumerator.h"
 #include "extension/map_to_platform_error.h"
 #include "platform/reply_once.h"
@@ -101,6 +102,10 @@ FileProviderExtension::FileProviderExtension(const Domain& domain)
 
 FileProviderExtension::FileProviderExtension(const Domain&, ExtensionBodies bodies)
     : bodies_(std::make_shared<const ExtensionBodies>(std::move(bodies))) {}
+
+void FileProviderExtension::removeLeftovers() {
+  removeAbandonedFetches();
+}
 
 std::shared_ptr<fp::Progress> FileProviderExtension::itemForIdentifier(
     const fp::ItemIdentifier& identifier, const fp::Request&, fp::ItemCompletion completion) {

@@ -25,6 +25,9 @@ class FileProviderExtension : public fp::ReplicatedExtension,
 
   void invalidate() override {}
 
+  // For a host as it starts: what killed processes of the provider left behind goes.
+  static void removeLeftovers();
+
   std::shared_ptr<fp::Progress> itemForIdentifier(const fp::ItemIdentifier& identifier,
                                                   const fp::Request& request,
                                                   fp::ItemCompletion completion) override;

@@ -1,6 +1,7 @@
 #include "platform/atomic_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,6 +25,27 @@ bool writeAll(int fd, std::string_view bytes) {
   return true;
 }
 
+// A fresh hidden file beside `target`, under an flock held until it is closed: a host that
+// cleans up after killed writers leaves it alone. The lock is taken on a name that may have
+// been cleaned away in between; then the file is made again.
+int createHeldTemporary(const std::filesystem::path& target, std::string& path) {
+  const auto directory = target.has_parent_path() ? target.parent_path() : ".";
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    path = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
+    // Close-on-exec: a host may spawn processes while a write is under way.
+    const int fd = ::mkostemp(path.data(), O_CLOEXEC);
+    if (fd < 0) return -1;
+    struct stat held {
+    }, named{};
+    if (::flock(fd, LOCK_EX) == 0 && ::fstat(fd, &held) == 0 && ::stat(path.c_str(), &named) == 0 &&
+        held.st_ino == named.st_ino && held.st_dev == named.st_dev) {
+      return fd;
+    }
+    ::close(fd);
+  }
+  return -1;
+}
+
 void syncDirectory(const std::filesystem::path& directory) {
   const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return;
@@ -37,9 +59,8 @@ bool writeFileAtomically(const std::filesystem::path& target, std::string_view b
                          Durability durability) {
   const bool flush = durability == Durability::flushed;
   const auto directory = target.has_parent_path() ? target.parent_path() : ".";
-  std::string pattern = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
-  // Close-on-exec: a host may spawn processes while a write is under way.
-  const int fd = ::mkostemp(pattern.data(), O_CLOEXEC);
+  std::string pattern;
+  const int fd = createHeldTemporary(target, pattern);
   if (fd < 0) return false;
   const bool written =
       writeAll(fd, bytes) && ::fchmod(fd, mode) == 0 && (!flush || ::fsync(fd) == 0);
@@ -50,6 +71,21 @@ bool writeFileAtomically(const std::filesystem::path& target, std::string_view b
   }
   if (flush) syncDirectory(directory);
   return true;
+}
+
+void removeAbandonedPartialFiles(const std::filesystem::path& directory,
+                                 std::string_view targetPrefix) {
+  const std::string hidden = "." + std::string(targetPrefix);
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+    const auto name = entry.path().filename().string();
+    if (!name.starts_with(hidden) || !entry.is_regular_file(error)) continue;
+    const int fd = ::open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) continue;
+    // Removed under the lock, so a writer that takes it afterwards sees its name gone.
+    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) ::unlink(entry.path().c_str());
+    ::close(fd);
+  }
 }
 
 std::optional<std::string> readWholeFile(const std::filesystem::path& path) {

@@ -21,6 +21,11 @@ enum class Durability {
 bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
                          mode_t mode = 0644, Durability durability = Durability::flushed);
 
+// Removes the hidden partial files that writes of `targetPrefix`… files left in `directory`
+// when their writer was killed: those no process holds. Finished files are never touched.
+void removeAbandonedPartialFiles(const std::filesystem::path& directory,
+                                 std::string_view targetPrefix);
+
 // The whole file, or nullopt when it cannot be read.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);
 

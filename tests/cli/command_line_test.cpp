@@ -8,6 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "child_process.h"
+#include "platform/file_lock.h"
 #include "pralodrive_child.h"
 #include "service_fixture.h"
 #include "session/session_store.h"
@@ -203,6 +205,30 @@ TEST_F(CommandLineTest, UsageErrorsExitTwoAndFailedRequestsOne) {
   EXPECT_EQ(refused.json["error"], Json({{"domain", "NSCocoaErrorDomain"},
                                          {"code", 513},
                                          {"description", "This folder is read only."}}));
+}
+
+TEST_F(CommandLineTest, StartingRemovesPartialDownloadsNoProcessHolds) {
+  const auto temporary = root() / "tmp";
+  const auto abandoned = temporary / ".drive-1111.txt.AbC123";
+  const auto held = temporary / ".drive-2222.txt.XyZ789";
+  const auto delivered = temporary / "drive-3333.txt";
+  const auto foreign = temporary / ".editor-swap.QwE456";
+  for (const auto& file : {abandoned, held, delivered, foreign})
+    drive::testing::writeText(file, "partial");
+  drive::testing::Signal locked, release;
+  drive::testing::ChildProcess writer([&] {
+    fp::FileLock lock(held);
+    locked.raise();
+    return release.await() ? 0 : 1;
+  });
+  ASSERT_TRUE(locked.await());
+  EXPECT_EQ(json({"item", kRoot}).status, 0);
+  release.raise();
+  EXPECT_EQ(writer.wait(), 0);
+  EXPECT_FALSE(std::filesystem::exists(abandoned));
+  EXPECT_TRUE(std::filesystem::exists(held));
+  EXPECT_TRUE(std::filesystem::exists(delivered));
+  EXPECT_TRUE(std::filesystem::exists(foreign));
 }
 
 TEST_F(CommandLineTest, AShellKeepsTheListingCacheAndBookkeepingAcrossItsLines) {
