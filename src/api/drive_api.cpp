@@ -73,7 +73,8 @@ std::string DriveAPI::requestURL(const std::string& path) const {
 
 std::string DriveAPI::perform(const std::string& path, const std::string& method,
                               const std::optional<Body>& body,
-                              const std::optional<std::string>& token) {
+                              const std::optional<std::string>& token,
+                              fp::ResponseBodySink* content) {
   fp::URLRequest request;
   request.url = requestURL(path);
   request.method = method;
@@ -84,6 +85,7 @@ std::string DriveAPI::perform(const std::string& path, const std::string& method
     request.headers.emplace_back("Content-Type", "application/json");
     request.body = nlohmann::json(*body).dump();
   }
+  request.bodySink = content;
   return checkResponse(session_.send(request));
 }
 
@@ -164,8 +166,9 @@ std::string DriveAPI::withSession(const std::function<std::string(const std::str
 }
 
 std::string DriveAPI::send(const std::string& path, const std::string& method,
-                           const std::optional<Body>& body) {
-  return withSession([&](const std::string& token) { return perform(path, method, body, token); });
+                           const std::optional<Body>& body, fp::ResponseBodySink* content) {
+  return withSession(
+      [&](const std::string& token) { return perform(path, method, body, token, content); });
 }
 
 std::string DriveAPI::upload(const std::string& path,

@@ -25,9 +25,11 @@ class DriveAPI {
   // (an id that smuggles in a query, a fragment, a dot segment or a blank).
   std::string requestURL(const std::string& path) const;
 
-  // One bare request; no session handling, no retry.
+  // One bare request; no session handling, no retry. A 2xx body goes to `content` when given
+  // (the returned bytes are then empty).
   std::string perform(const std::string& path, const std::string& method,
-                      const std::optional<Body>& body, const std::optional<std::string>& token);
+                      const std::optional<Body>& body, const std::optional<std::string>& token,
+                      fp::ResponseBodySink* content = nullptr);
 
   // The body of a 2xx answer, or the error the status stands for. Takes the answer whole so
   // that a large body is moved out, not copied.
@@ -42,7 +44,8 @@ class DriveAPI {
 
   // Authenticated JSON request, refreshing the token and retrying once after a 401.
   std::string send(const std::string& path, const std::string& method,
-                   const std::optional<Body>& body = std::nullopt);
+                   const std::optional<Body>& body = std::nullopt,
+                   fp::ResponseBodySink* content = nullptr);
 
   // Authenticated PUT of raw bytes, streamed from `fileURL` when given; retried like send.
   std::string upload(const std::string& path, const std::optional<std::filesystem::path>& fileURL,
@@ -64,8 +67,8 @@ class DriveAPI {
   StorageNode uploadContent(const std::string& id,
                             const std::optional<std::filesystem::path>& fileURL,
                             const std::optional<std::string>& bytes);
-  // The whole content; empty when the service has none (404).
-  std::string downloadContent(const std::string& id);
+  // The whole content, into `content`; nothing when the service has none (404).
+  void downloadContent(const std::string& id, fp::ResponseBodySink& content);
 
   std::optional<StorageNamespace> namespaceWithId(const std::string& id, bool forceRefresh);
   std::optional<StorageNamespace> namespaceWithRoot(const std::string& rootNodeId,
