@@ -58,6 +58,7 @@ void MappedTemporaryFile::append(std::string_view bytes) {
   if (size_ + bytes.size() > capacity_) {
     reserve(std::max({size_ + bytes.size(), capacity_ * 2, kInitialCapacity}));
   }
+  prefault(size_, bytes.size());
   std::memcpy(mapping_ + size_, bytes.data(), bytes.size());
   size_ += bytes.size();
 }
@@ -73,6 +74,15 @@ void MappedTemporaryFile::reserve(std::uint64_t needed) {
   if (mapping == MAP_FAILED) fail(errno, "map the temporary file");
   mapping_ = static_cast<char*>(mapping);
   capacity_ = capacity;
+}
+
+// One call maps a whole piece writable: page by page, the faults cost more than the copy.
+// Kernels without it fault as usual.
+void MappedTemporaryFile::prefault(std::uint64_t offset, std::uint64_t length) {
+  const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+  const std::uint64_t start = offset / page * page;
+  const std::uint64_t end = std::min(roundUpToPage(offset + length), capacity_);
+  ::madvise(mapping_ + start, end - start, MADV_POPULATE_WRITE);
 }
 
 void MappedTemporaryFile::unmap() {

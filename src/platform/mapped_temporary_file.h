@@ -37,6 +37,7 @@ class MappedTemporaryFile final : public ResponseBodySink {
   // Room for at least `needed` bytes, with blocks allocated: a write into a hole the disk
   // cannot fill would end the process with SIGBUS instead of failing.
   void reserve(std::uint64_t needed);
+  void prefault(std::uint64_t offset, std::uint64_t length);
   void unmap();
 
   std::filesystem::path target_;
