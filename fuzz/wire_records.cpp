@@ -1,5 +1,6 @@
 // The service's answers and the stored session, decoded as the provider decodes them.
 
+#include <iterator>
 #include <optional>
 
 #include "api/drive_api.h"
@@ -32,36 +33,25 @@ void decodeBody(std::string_view json) {
   }
 }
 
+// Records the request layer decodes are also tried along its path.
+template <typename Record, bool answered>
+void decode(std::string_view json) {
+  decodeAndRoundTrip<Record>(json);
+  if constexpr (answered) decodeBody<Record>(json);
+}
+
+using Decoder = void (*)(std::string_view);
+constexpr Decoder kDecoders[] = {
+    decode<StorageNode, true>,  decode<StorageNamespace, false>, decode<DriveListing, true>,
+    decode<NodeChildren, true>, decode<DriveSession, false>,     decode<IssuedAppToken, true>,
+};
+
 }  // namespace
 }  // namespace drive::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace drive;
   using namespace drive::fuzz;
   const auto input = FuzzInput::from(data, size);
-  switch (input.choice % 6) {
-    case 0:
-      decodeAndRoundTrip<StorageNode>(input.text);
-      decodeBody<StorageNode>(input.text);
-      break;
-    case 1:
-      decodeAndRoundTrip<StorageNamespace>(input.text);
-      break;
-    case 2:
-      decodeAndRoundTrip<DriveListing>(input.text);
-      decodeBody<DriveListing>(input.text);
-      break;
-    case 3:
-      decodeAndRoundTrip<NodeChildren>(input.text);
-      decodeBody<NodeChildren>(input.text);
-      break;
-    case 4:
-      decodeAndRoundTrip<DriveSession>(input.text);
-      break;
-    default:
-      decodeAndRoundTrip<IssuedAppToken>(input.text);
-      decodeBody<IssuedAppToken>(input.text);
-      break;
-  }
+  kDecoders[input.choice % std::size(kDecoders)](input.text);
   return 0;
 }
