@@ -8,7 +8,7 @@
 #include <iostream>
 #include <thread>
 
-#include "bench_tree.h"
+#include "bench/bench_tree.h"
 #include "reference/reference_service.h"
 #include "session/session_store.h"
 

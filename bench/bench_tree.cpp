@@ -1,4 +1,4 @@
-#include "bench_tree.h"
+#include "bench/bench_tree.h"
 
 #include <unistd.h>
 

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string>
 
-#include "api/wire_models.h"
+#include "model/wire_models.h"
 
 int main() {
   std::ios::sync_with_stdio(false);

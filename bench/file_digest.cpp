@@ -1,7 +1,7 @@
 // bench-digest FILE: the file's SHA-256 as the create re-import check computes it.
 #include <iostream>
 
-#include "changes/transfer_steps.h"
+#include "changes/content_digest.h"
 
 int main(int argc, char** argv) {
   if (argc != 2) {

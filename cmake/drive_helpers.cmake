@@ -2,16 +2,28 @@
 include(GoogleTest)
 
 # drive_library(NAME SOURCES file... [DEPS target...])
+# A library of src/: it sees its own folder and, through DEPS, the folders below it, and no
+# other. Each library publishes an include root holding only a link to its own folder, so an
+# include that points upward does not find its header.
 function(drive_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  set(root ${CMAKE_BINARY_DIR}/include/${folder})
+  file(MAKE_DIRECTORY ${root})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${root}/${folder} SYMBOLIC)
   add_library(${name} STATIC ${ARG_SOURCES})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/apps)
+  target_include_directories(${name} PUBLIC ${root})
   target_link_libraries(${name} PUBLIC ${ARG_DEPS})
 endfunction()
 
-# drive_sources(TARGET file...): adds a folder's sources to a library made elsewhere.
-function(drive_sources target)
-  target_sources(${target} PRIVATE ${ARGN})
+# drive_app_library(NAME SOURCES file... [DEPS target...]): a library of apps/ or tests/,
+# whose headers are included as "folder/file.h" from the tree's top (apps/ or tests/).
+function(drive_app_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  get_filename_component(top ${CMAKE_CURRENT_SOURCE_DIR} DIRECTORY)
+  target_include_directories(${name} PUBLIC ${top})
+  target_link_libraries(${name} PUBLIC ${ARG_DEPS})
 endfunction()
 
 # drive_test(NAME SOURCES file... [DEPS target...] [LABELS label...])

@@ -1,8 +1,8 @@
 // Item identifiers as the platform hands them over, and the shell's command lines.
 
 #include "cli/shell_words.h"
-#include "extension/drive_item_id.h"
 #include "fuzz_input.h"
+#include "model/drive_item_id.h"
 
 namespace drive::fuzz {
 namespace {

@@ -4,19 +4,18 @@
 #include <array>
 #include <functional>
 
-#include "extension/process_state.h"
+#include "app_group/disk_state.h"
+#include "app_group/listing_ack.h"
+#include "app_group/policy_refresh.h"
+#include "app_group/remote_items.h"
+#include "app_group/remote_refresh.h"
+#include "app_group/sync_activity.h"
+#include "app_group/sync_selection.h"
 #include "fuzz_environment.h"
 #include "fuzz_input.h"
+#include "platform/app_group_container.h"
 #include "platform/atomic_file.h"
 #include "session/session_store.h"
-#include "shared/app_group_container.h"
-#include "shared/disk_state.h"
-#include "shared/listing_ack.h"
-#include "shared/policy_refresh.h"
-#include "shared/remote_items.h"
-#include "shared/remote_refresh.h"
-#include "shared/sync_activity.h"
-#include "shared/sync_selection.h"
 
 namespace drive::fuzz {
 namespace {
@@ -80,7 +79,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace drive::fuzz;
   const auto input = FuzzInput::from(data, size);
   const auto& file = kFiles[input.choice % kFiles.size()];
-  drive::resetProcessStateForTesting();
+  // Read afresh, as by a new process.
+  drive::resetCachedSessionForTesting();
+  drive::DriveDiskState::resetCacheForTesting();
   // A new file each time, as the companion app replaces them: caches keyed on the file's
   // identity see the change.
   fp::writeFileAtomically(drive::appGroupContainerURL() / file.name, input.text, 0600,

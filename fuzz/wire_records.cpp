@@ -3,9 +3,9 @@
 #include <iterator>
 #include <optional>
 
-#include "api/drive_api.h"
-#include "api/drive_api_error.h"
+#include "api/request_layer.h"
 #include "fuzz_input.h"
+#include "model/drive_api_error.h"
 
 namespace drive::fuzz {
 namespace {
@@ -28,7 +28,7 @@ void decodeAndRoundTrip(std::string_view json) {
 template <typename Record>
 void decodeBody(std::string_view json) {
   try {
-    DriveAPI::decodeBody<Record>(std::string(json));
+    RequestLayer::decodeBody<Record>(std::string(json));
   } catch (const DriveAPIError&) {
   }
 }

@@ -1,16 +1,16 @@
-#include "command_line.h"
+#include "cli/command_line.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <sstream>
 
-#include "demo.h"
-#include "global_options.h"
-#include "human_output.h"
+#include "cli/demo.h"
+#include "cli/global_options.h"
+#include "cli/human_output.h"
+#include "cli/shell.h"
 #include "platform/task_runner.h"
 #include "platform/xpc_transaction.h"
-#include "shell.h"
 
 namespace drive::cli {
 namespace {

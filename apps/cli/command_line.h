@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform_host.h"
+#include "cli/platform_host.h"
 
 namespace CLI {
 class App;

@@ -1,11 +1,11 @@
-#include "demo.h"
+#include "cli/demo.h"
 
 #include <filesystem>
 #include <iostream>
 #include <optional>
 
-#include "demo_sandbox.h"
-#include "demo_walk.h"
+#include "cli/demo_sandbox.h"
+#include "cli/demo_walk.h"
 #include "extension/file_provider_extension.h"
 #include "reference/stop_signals.h"
 

@@ -1,4 +1,4 @@
-#include "demo_sandbox.h"
+#include "cli/demo_sandbox.h"
 
 #include <stdlib.h>
 

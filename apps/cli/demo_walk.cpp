@@ -1,17 +1,17 @@
-#include "demo_walk.h"
+#include "cli/demo_walk.h"
 
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 
-#include "command_line.h"
-#include "human_output.h"
+#include "cli/command_line.h"
+#include "cli/human_output.h"
+#include "cli/shell_words.h"
+#include "platform/app_group_container.h"
 #include "platform/atomic_file.h"
 #include "platform/environment.h"
 #include "platform/item_identifier.h"
 #include "platform/json_file.h"
-#include "shared/app_group_container.h"
-#include "shell_words.h"
 
 namespace drive::cli {
 namespace {
@@ -172,7 +172,7 @@ void DemoWalk::deleting() {
 
 void DemoWalk::sharedFiles() {
   heading("What the provider wrote into the shared container");
-  const auto container = appGroupContainerURL();
+  const auto container = fp::appGroupContainerURL();
   say("The trace log, drive-trace.log, has a line for each event:");
   out_ << indented(fp::readWholeFile(container / "drive-trace.log").value_or("(none)\n"));
   say("\nThe sync activity file, drive-sync-activity.json, tells the companion app about\n"
@@ -204,7 +204,7 @@ Outcome DemoWalk::request(const std::vector<std::string>& words, Expect expect) 
 }
 
 void DemoWalk::showFile(const std::string& name) {
-  const auto text = fp::readWholeFile(appGroupContainerURL() / name);
+  const auto text = fp::readWholeFile(fp::appGroupContainerURL() / name);
   out_ << "  " << name << ": " << text.value_or("(missing)") << '\n';
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform_host.h"
+#include "cli/platform_host.h"
 #include "reference/reference_service.h"
 
 namespace drive::cli {

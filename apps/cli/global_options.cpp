@@ -1,4 +1,4 @@
-#include "global_options.h"
+#include "cli/global_options.h"
 
 #include <arpa/inet.h>
 #include <curl/curl.h>

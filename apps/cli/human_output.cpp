@@ -1,4 +1,4 @@
-#include "human_output.h"
+#include "cli/human_output.h"
 
 #include <cstdio>
 #include <ctime>

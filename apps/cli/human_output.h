@@ -3,7 +3,7 @@
 #include <ostream>
 #include <string>
 
-#include "platform_host.h"
+#include "cli/platform_host.h"
 
 namespace drive::cli {
 

@@ -1,4 +1,4 @@
-#include "item_json.h"
+#include "cli/item_json.h"
 
 #include <cctype>
 

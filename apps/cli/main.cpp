@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "command_line.h"
+#include "cli/command_line.h"
 
 int main(int argc, char** argv) {
   // Standard streams buffered on their own: a listing prints a hundred thousand rows.

@@ -1,4 +1,4 @@
-#include "platform_host.h"
+#include "cli/platform_host.h"
 
 #include "platform/blocking_calls.h"
 #include "platform/task_runner.h"

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/item_json.h"
 #include "extension/file_provider_extension.h"
-#include "item_json.h"
 #include "platform/blocking_calls.h"
 
 namespace drive::cli {

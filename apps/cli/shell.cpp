@@ -1,4 +1,4 @@
-#include "shell.h"
+#include "cli/shell.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -6,8 +6,8 @@
 #include <iostream>
 #include <thread>
 
-#include "command_line.h"
-#include "shell_words.h"
+#include "cli/command_line.h"
+#include "cli/shell_words.h"
 
 namespace drive::cli {
 namespace {

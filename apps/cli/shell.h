@@ -2,7 +2,7 @@
 
 #include <iosfwd>
 
-#include "platform_host.h"
+#include "cli/platform_host.h"
 
 namespace drive::cli {
 

@@ -1,4 +1,4 @@
-#include "shell_words.h"
+#include "cli/shell_words.h"
 
 #include <algorithm>
 #include <cctype>

@@ -2,12 +2,12 @@
 
 #include <stdexcept>
 
-#include "reference/companion.h"
-#include "reference/demo_seed.h"
-#include "reference/loopback_server.h"
-#include "reference/random_id.h"
-#include "reference/service_routes.h"
-#include "shared/app_group_container.h"
+#include "platform/app_group_container.h"
+#include "reference/companion/companion.h"
+#include "reference/http/loopback_server.h"
+#include "reference/http/service_routes.h"
+#include "reference/store/demo_seed.h"
+#include "reference/store/random_id.h"
 
 namespace drive::reference {
 namespace {
@@ -40,7 +40,7 @@ struct ReferenceService::Parts {
         service(database, blobs, options.clock ? options.clock : fp::Environment::current()->clock,
                 options.tokenLifetime),
         routes(server, serviceLog, faults),
-        companion(service, options.container.value_or(appGroupContainerURL()), companionLog,
+        companion(service, options.container.value_or(fp::appGroupContainerURL()), companionLog,
                   faults) {
     addServiceRoutes(routes, service);
     service.setChangeListener([this](const TreeChange& change) { companion.observe(change); });

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "platform/environment.h"
-#include "reference/companion_signals.h"
-#include "reference/fault_injector.h"
-#include "reference/request_log.h"
-#include "reference/service_tree.h"
-#include "reference/tree_builder.h"
+#include "reference/companion/companion_signals.h"
+#include "reference/http/fault_injector.h"
+#include "reference/http/request_log.h"
+#include "reference/store/service_tree.h"
+#include "reference/store/tree_builder.h"
 
 namespace drive::reference {
 

@@ -1,10 +1,10 @@
 #include "actions/companion_client.h"
 
-#include "api/drive_api_error.h"
+#include "app_group/trace_log.h"
+#include "model/drive_api_error.h"
 #include "platform/environment.h"
 #include "platform/platform_error.h"
 #include "platform/url_session.h"
-#include "shared/trace_log.h"
 
 namespace drive {
 namespace {

@@ -3,8 +3,8 @@
 #include "actions/companion_client.h"
 #include "actions/pin_walk.h"
 #include "actions/web_links.h"
-#include "changes/drive_sync_error.h"
-#include "extension/resolve_node_ids.h"
+#include "items/resolve_node_ids.h"
+#include "model/drive_sync_error.h"
 
 namespace drive {
 namespace {

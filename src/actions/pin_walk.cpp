@@ -3,11 +3,12 @@
 #include <set>
 
 #include "api/drive_api.h"
-#include "changes/drive_sync_error.h"
-#include "extension/drive_item_id.h"
-#include "extension/item_builders.h"
-#include "shared/disk_state.h"
-#include "shared/sync_selection.h"
+#include "app_group/disk_state.h"
+#include "app_group/sync_selection.h"
+#include "items/item_builders.h"
+#include "model/drive_item_id.h"
+#include "model/drive_sync_error.h"
+#include "model/node_kinds.h"
 
 namespace drive {
 namespace {

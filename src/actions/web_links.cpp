@@ -1,8 +1,9 @@
 #include "actions/web_links.h"
 
 #include "api/drive_api.h"
-#include "extension/drive_item_id.h"
-#include "extension/item_builders.h"
+#include "items/item_builders.h"
+#include "model/drive_item_id.h"
+#include "model/node_kinds.h"
 #include "platform/environment.h"
 
 namespace drive {

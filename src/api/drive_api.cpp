@@ -1,56 +1,54 @@
 #include "api/drive_api.h"
 
-#include <nlohmann/json.hpp>
+#include <algorithm>
 
-#include "api/drive_api_error.h"
-#include "api/timestamp.h"
-#include "platform/base64.h"
+#include "app_group/remote_refresh.h"
+#include "model/drive_api_error.h"
+#include "model/name_rules.h"
+#include "model/node_kinds.h"
 #include "platform/environment.h"
 #include "platform/platform_error.h"
-#include "session/session_store.h"
+#include "platform/thread_annotations.h"
 
 namespace drive {
 namespace {
 
-constexpr auto kRequestTimeout = std::chrono::seconds(60);
-constexpr auto kRefreshMargin = std::chrono::seconds(7200);
+constexpr auto kListingFreshness = std::chrono::seconds(30);
 
-fp::URLSession::Configuration ephemeralConfiguration() {
-  fp::URLSession::Configuration configuration;
-  configuration.requestTimeout = std::chrono::seconds(30);
-  configuration.resourceTimeout = std::chrono::seconds(120);
-  return configuration;
+bool isPlainCharacter(unsigned char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+         c == '_';
 }
 
-bool isValidUTF8(const std::string& text) {
-  std::size_t index = 0;
-  while (index < text.size()) {
-    const auto lead = static_cast<unsigned char>(text[index]);
-    const std::size_t length = lead < 0x80           ? 1
-                               : (lead >> 5) == 0x6  ? 2
-                               : (lead >> 4) == 0xE  ? 3
-                               : (lead >> 3) == 0x1E ? 4
-                                                     : 0;
-    if (length == 0 || index + length > text.size()) return false;
-    for (std::size_t next = 1; next < length; ++next) {
-      if ((static_cast<unsigned char>(text[index + next]) & 0xC0) != 0x80) return false;
-    }
-    index += length;
-  }
-  return true;
+// Nothing in it would be read as a query, a fragment or a dot segment. The service's own ids
+// are letters and digits, which need no URL parse on every request.
+bool isUsableInPath(const std::string& id) {
+  return std::all_of(id.begin(), id.end(), isPlainCharacter) ||
+         fp::isPlainHTTPURL("http://127.0.0.1/" + id);
 }
 
-std::string errorMessage(const std::string& body) {
-  try {
-    if (auto message = decodeRecord<APIErrorBody>(body).message) return *message;
-  } catch (const WireDecodingError&) {
+// "/storage/nodes/<id><suffix>": an id that would reach another endpoint is refused here.
+std::string nodePath(const std::string& id, const std::string& suffix = "") {
+  // Such an id names nothing the service could have issued: no such item.
+  if (id.empty() || id.find('/') != std::string::npos || !isUsableInPath(id)) {
+    throw fp::PlatformError(fp::NSFileProviderErrorDomain, fp::FileProviderErrorCode::noSuchItem);
   }
-  return isValidUTF8(body) ? body : std::string();
+  return "/storage/nodes/" + id + suffix;
+}
+
+fp::Date now() {
+  return fp::Date(fp::Environment::current()->clock->now());
+}
+
+template <typename Predicate>
+std::optional<StorageNamespace> firstNamespace(const DriveListing& listing, Predicate matches) {
+  for (const auto& storageNamespace : listing.namespaces) {
+    if (matches(storageNamespace)) return storageNamespace;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
-
-DriveAPI::DriveAPI() : session_(ephemeralConfiguration()) {}
 
 // Never destroyed, like the process's one client: a task may still use it while statics go.
 DriveAPI& DriveAPI::shared() {
@@ -58,169 +56,114 @@ DriveAPI& DriveAPI::shared() {
   return api;
 }
 
-std::string DriveAPI::requestURL(const std::string& path) const {
-  std::string base = fp::Environment::current()->apiBaseURL;
-  while (base.ends_with("/"))
-    base.pop_back();
-  const std::string url = base + (path.starts_with("/") ? "" : "/") + path;
-  if (!fp::isPlainHTTPURL(url)) {
-    throw fp::PlatformError::withDescription(
-        fp::NSURLErrorDomain, fp::URLErrorCode::badURL,
-        "The service path \u201c" + path + "\u201d does not form a valid URL.");
-  }
-  return url;
-}
-
-std::string DriveAPI::perform(const std::string& path, const std::string& method,
-                              const std::optional<Body>& body,
-                              const std::optional<std::string>& token,
-                              fp::ResponseBodySink* content) {
-  fp::URLRequest request;
-  request.url = requestURL(path);
-  request.method = method;
-  request.timeout = kRequestTimeout;
-  request.headers.emplace_back("Accept", "application/json");
-  if (token && !token->empty()) request.headers.emplace_back("Authorization", "Bearer " + *token);
-  if (method != "GET" && body) {
-    request.headers.emplace_back("Content-Type", "application/json");
-    request.body = nlohmann::json(*body).dump();
-  }
-  request.bodySink = content;
-  return checkResponse(session_.send(request));
-}
-
-std::string DriveAPI::checkResponse(fp::URLResponse answer) {
-  const long status = answer.response.statusCode;
-  if (status == 0) throw DriveAPIError::message("No response");
-  if (status == 204) return {};
-  if (status == 401) throw DriveAPIError::unauthorized();
-  if (status < 200 || status >= 300) throw DriveAPIError::http(status, errorMessage(answer.body));
-  return std::move(answer.body);
-}
-
-template <typename Record>
-Record DriveAPI::decodeBody(const std::string& bytes) {
-  try {
-    return decodeRecord<Record>(bytes);
-  } catch (const WireDecodingError&) {
-  }
-  std::optional<std::string> message;
-  try {
-    message = decodeRecord<APIErrorBody>(bytes).message;
-  } catch (const WireDecodingError&) {
-  }
-  if (message) throw DriveAPIError::message(*message);
-  throw DriveAPIError::decoding();
-}
-
-template StorageNode DriveAPI::decodeBody<StorageNode>(const std::string&);
-template DriveListing DriveAPI::decodeBody<DriveListing>(const std::string&);
-template NodeChildren DriveAPI::decodeBody<NodeChildren>(const std::string&);
-template IssuedAppToken DriveAPI::decodeBody<IssuedAppToken>(const std::string&);
-
-std::optional<DriveSession> DriveAPI::validSession(bool forceRefresh) {
-  auto session = loadSession();
-  if (!session) return std::nullopt;
+DriveListing DriveAPI::listing(bool forceRefresh) {
+  const std::int64_t generation = DriveRemoteRefresh::read().generation;
   if (!forceRefresh) {
-    const auto expiry = readTimestamp(session->expiresAt);
-    const auto now = fp::Date(fp::Environment::current()->clock->now());
-    if (expiry && *expiry - now > kRefreshMargin) return session;
+    fp::MutexLock lock(mutex_);
+    if (listingCache_ && listingFetchedAt_ && listingRemoteGeneration_ == generation &&
+        now() - *listingFetchedAt_ < kListingFreshness) {
+      return *listingCache_;
+    }
   }
-  const auto issued = decodeBody<IssuedAppToken>(
-      perform("/me/apps/tokens/refresh", "POST", Body{}, session->token));
-  DriveSession renewed = *session;
-  renewed.token = issued.token;
-  renewed.tokenId = issued.id;
-  renewed.expiresAt = issued.expiresAt;
-  renewed.pairingExpiresAt = issued.pairingExpiresAt.value_or(session->pairingExpiresAt);
-  if (renewed.email.empty()) {
-    renewed.email = emailFromToken(issued.token).value_or(renewed.email);
-  }
-  saveSession(renewed);
-  return renewed;
+  auto fetched = decodeBody<DriveListing>(send("/storage/listing", "GET"));
+  fp::MutexLock lock(mutex_);
+  listingCache_ = fetched;
+  listingFetchedAt_ = now();
+  listingRemoteGeneration_ = generation;
+  return fetched;
 }
 
-DriveSession DriveAPI::requireSession() {
-  if (!loadSession()) fetchSessionFromCompanion();
-  validSession(false);
-  auto session = loadSession();
-  if (!session) throw DriveAPIError::unauthorized();
-  return *session;
+StorageNode DriveAPI::node(const std::string& id) {
+  return decodeBody<StorageNode>(send(nodePath(id), "GET"));
 }
 
-DriveSession DriveAPI::refreshedSession() {
-  validSession(true);
-  auto session = loadSession();
-  if (!session) throw DriveAPIError::unauthorized();
-  return *session;
+std::vector<StorageNode> DriveAPI::children(const std::string& id) {
+  return decodeBody<NodeChildren>(send(nodePath(id, "/children"), "GET")).children;
 }
 
-std::string DriveAPI::withSession(const std::function<std::string(const std::string&)>& request) {
-  const auto session = requireSession();
+StorageNode DriveAPI::createNode(const std::string& parentId, const std::string& name,
+                                 const std::string& kind) {
+  return decodeBody<StorageNode>(sendChange(
+      "/storage/nodes", "POST", Body{{"parentId", parentId}, {"name", name}, {"kind", kind}}));
+}
+
+StorageNode DriveAPI::renameNode(const std::string& id, const std::string& name) {
+  return decodeBody<StorageNode>(sendChange(nodePath(id), "PATCH", Body{{"name", name}}));
+}
+
+StorageNode DriveAPI::moveNode(const std::string& id, const std::string& parentId) {
+  return decodeBody<StorageNode>(
+      sendChange(nodePath(id, "/move"), "POST", Body{{"parentId", parentId}}));
+}
+
+void DriveAPI::deleteNode(const std::string& id) {
+  sendChange(nodePath(id), "DELETE", std::nullopt);
+}
+
+StorageNode DriveAPI::uploadContent(const std::string& id,
+                                    const std::optional<std::filesystem::path>& fileURL,
+                                    const std::optional<std::string>& bytes) {
+  auto answer = upload(nodePath(id, "/content"), fileURL, bytes);
+  dropListingCache();
+  return decodeBody<StorageNode>(answer);
+}
+
+void DriveAPI::downloadContent(const std::string& id, fp::ResponseBodySink& content) {
   try {
-    return request(session.token);
+    send(nodePath(id, "/content"), "GET", std::nullopt, &content);
   } catch (const DriveAPIError& error) {
-    if (error.which() != DriveAPIError::Case::unauthorized) throw;
+    if (error.which() != DriveAPIError::Case::http || error.status() != 404) throw;
   }
-  return request(refreshedSession().token);
 }
 
-std::string DriveAPI::send(const std::string& path, const std::string& method,
-                           const std::optional<Body>& body, fp::ResponseBodySink* content) {
-  return withSession(
-      [&](const std::string& token) { return perform(path, method, body, token, content); });
+std::optional<StorageNamespace> DriveAPI::namespaceWithId(const std::string& id,
+                                                          bool forceRefresh) {
+  return firstNamespace(listing(forceRefresh),
+                        [&](const StorageNamespace& candidate) { return candidate.id == id; });
 }
 
-std::string DriveAPI::upload(const std::string& path,
-                             const std::optional<std::filesystem::path>& fileURL,
-                             const std::optional<std::string>& bytes) {
-  return withSession(
-      [&](const std::string& token) { return putContent(path, fileURL, bytes, token); });
+std::optional<StorageNamespace> DriveAPI::namespaceWithRoot(const std::string& rootNodeId,
+                                                            bool forceRefresh) {
+  return firstNamespace(listing(forceRefresh), [&](const StorageNamespace& candidate) {
+    return candidate.rootNodeId == rootNodeId;
+  });
 }
 
-// Security-scoped access has no counterpart here: the file is simply opened.
-std::string DriveAPI::putContent(const std::string& path,
-                                 const std::optional<std::filesystem::path>& file,
-                                 const std::optional<std::string>& bytes,
-                                 const std::string& token) {
-  fp::URLRequest request;
-  request.url = requestURL(path);
-  request.method = "PUT";
-  request.timeout = kRequestTimeout;
-  request.headers = {{"Accept", "application/json"},
-                     {"Content-Type", "application/octet-stream"},
-                     {"Authorization", "Bearer " + token}};
-  if (file) {
-    request.bodyFile = *file;
-  } else {
-    request.body = bytes.value_or(std::string());
-  }
-  return checkResponse(session_.send(request));
+bool DriveAPI::isPersonalNamespace(const std::string& namespaceId) {
+  return firstNamespace(listing(false),
+                        [&](const StorageNamespace& candidate) {
+                          return candidate.id == namespaceId &&
+                                 isPersonalNamespaceRecord(candidate);
+                        })
+      .has_value();
 }
 
-std::optional<std::string> DriveAPI::emailFromToken(const std::string& token) {
-  std::vector<std::string> pieces;
-  std::size_t start = 0;
-  while (start <= token.size()) {
-    const auto dot = std::min(token.find('.', start), token.size());
-    if (dot > start) pieces.push_back(token.substr(start, dot - start));
-    start = dot + 1;
-  }
-  if (pieces.size() < 2) return std::nullopt;
-  std::string payload = pieces[1];
-  for (char& c : payload)
-    c = c == '-' ? '+' : c == '_' ? '/' : c;
-  while (payload.size() % 4 != 0)
-    payload += '=';
-  const auto decoded = fp::Base64::decode(payload);
-  if (!decoded) return std::nullopt;
-  const auto json = nlohmann::json::parse(*decoded, nullptr, false);
-  if (!json.is_object()) return std::nullopt;
-  for (const char* key : {"email", "username"}) {
-    const auto value = json.value(key, nlohmann::json());
-    if (value.is_string() && !value.get<std::string>().empty()) return value.get<std::string>();
+std::optional<StorageNode> DriveAPI::childNamed(const std::string& parentId,
+                                                const std::string& name) {
+  const auto key = nameKey(name);
+  for (auto& child : children(parentId)) {
+    if (nameKey(child.name) == key) return std::move(child);
   }
   return std::nullopt;
+}
+
+std::string DriveAPI::sendChange(const std::string& path, const std::string& method,
+                                 const std::optional<Body>& body) {
+  auto answer = send(path, method, body);
+  dropListingCache();
+  return answer;
+}
+
+void DriveAPI::dropListingCache() {
+  fp::MutexLock lock(mutex_);
+  listingCache_.reset();
+}
+
+void DriveAPI::resetListingCacheForTesting() {
+  fp::MutexLock lock(mutex_);
+  listingCache_.reset();
+  listingFetchedAt_.reset();
+  listingRemoteGeneration_ = -1;
 }
 
 }  // namespace drive

@@ -1,17 +1,19 @@
 #include "changes/content_fetch.h"
 
 #include "api/drive_api.h"
-#include "changes/drive_sync_error.h"
-#include "changes/transfer_steps.h"
-#include "extension/item_builders.h"
-#include "extension/item_lookup.h"
+#include "app_group/disk_state.h"
+#include "app_group/sync_activity.h"
+#include "app_group/trace_log.h"
+#include "changes/transfer_activity.h"
+#include "items/item_builders.h"
+#include "items/item_lookup.h"
+#include "model/drive_sync_error.h"
+#include "model/node_kinds.h"
 #include "platform/environment.h"
 #include "platform/mapped_temporary_file.h"
 #include "platform/platform_error.h"
 #include "platform/type_registry.h"
 #include "platform/uuid.h"
-#include "shared/sync_activity.h"
-#include "shared/trace_log.h"
 
 namespace drive {
 namespace {
@@ -59,7 +61,7 @@ FetchResult fetchContents(const fp::ItemIdentifier& identifier,
   trace("fetch " + node.id);
   const bool personal = api.isPersonalNamespace(node.namespaceId);
   const auto file = download(node);
-  recordMaterialized(node.id);
+  DriveDiskState::recordMaterialized(node.id);
   NodeItemOptions options;
   options.parent = parentIdentifier(node);
   options.name = node.name;

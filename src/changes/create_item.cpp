@@ -4,15 +4,18 @@
 #include <set>
 
 #include "api/drive_api.h"
-#include "api/drive_api_error.h"
-#include "changes/container_rules.h"
-#include "changes/drive_sync_error.h"
-#include "changes/transfer_steps.h"
-#include "extension/item_builders.h"
-#include "extension/item_lookup.h"
-#include "extension/name_rules.h"
+#include "app_group/disk_state.h"
+#include "app_group/trace_log.h"
+#include "changes/content_digest.h"
+#include "changes/transfer_activity.h"
+#include "items/container_rules.h"
+#include "items/item_builders.h"
+#include "items/item_lookup.h"
+#include "model/drive_api_error.h"
+#include "model/drive_sync_error.h"
+#include "model/name_rules.h"
+#include "model/node_kinds.h"
 #include "platform/type_registry.h"
-#include "shared/trace_log.h"
 
 namespace drive {
 namespace {
@@ -27,11 +30,10 @@ bool isFolderTemplate(const fp::Item& itemTemplate) {
 
 bool isPraloTemplate(const fp::Item& itemTemplate) {
   const auto name = lowercasedName(itemTemplate.filename());
-  if (name.ends_with(".vtrscene") || name.ends_with(".vtrobj")) return true;
+  if (hasPraloExtension(name)) return true;
   const auto extension = fp::TypeRegistry::preferredFilenameExtension(itemTemplate.contentType());
   if (!extension) return false;
-  const auto lower = lowercasedName(*extension);
-  return lower == "vtrscene" || lower == "vtrobj";
+  return isPraloExtension(lowercasedName(*extension));
 }
 
 // An item for a node this create settled on: always under the template's parent.
@@ -53,7 +55,7 @@ StorageNode uploadStep(const StorageNode& node, const std::optional<fp::URL>& co
 
 fp::ItemPtr finishStep(const StorageNode& node, const DriveItemID& parent, bool folder) {
   const bool localFile = !folder && !isCloudOnlyDocument(node);
-  if (localFile) recordMaterialized(node.id);
+  if (localFile) DriveDiskState::recordMaterialized(node.id);
   return itemFor(node, parent, true, localFile);
 }
 
@@ -108,7 +110,8 @@ std::optional<StorageNode> sameContentSibling(const std::vector<StorageNode>& ch
 StorageNode createOrFind(const std::string& parentNodeId, const std::string& name, bool folder) {
   auto& api = DriveAPI::shared();
   try {
-    return api.createNode(parentNodeId, name, folder ? "folder" : "file");
+    return api.createNode(parentNodeId, name,
+                          std::string(folder ? NodeKind::folder : NodeKind::file));
   } catch (const DriveAPIError& error) {
     if (error.which() != DriveAPIError::Case::http || error.status() != 409) throw;
   }
@@ -156,7 +159,7 @@ fp::ItemPtr createItem(const fp::ItemPtr& itemTemplate, const std::optional<fp::
     if (fileContents) {
       if (auto sibling = sameContentSibling(children, *fileContents)) {
         trace("create renamed " + sibling->id);
-        recordMaterialized(sibling->id);
+        DriveDiskState::recordMaterialized(sibling->id);
         return itemFor(*sibling, parent, true, true);
       }
     }

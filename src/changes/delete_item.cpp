@@ -1,9 +1,9 @@
 #include "changes/delete_item.h"
 
 #include "api/drive_api.h"
-#include "changes/drive_sync_error.h"
-#include "changes/transfer_steps.h"
-#include "extension/drive_item_id.h"
+#include "items/container_rules.h"
+#include "model/drive_item_id.h"
+#include "model/drive_sync_error.h"
 
 namespace drive {
 

@@ -1,12 +1,13 @@
 #include "changes/modify_item.h"
 
 #include "api/drive_api.h"
-#include "changes/container_rules.h"
-#include "changes/drive_sync_error.h"
-#include "changes/transfer_steps.h"
-#include "extension/item_builders.h"
-#include "extension/item_lookup.h"
-#include "extension/name_rules.h"
+#include "changes/transfer_activity.h"
+#include "items/container_rules.h"
+#include "items/item_builders.h"
+#include "items/item_lookup.h"
+#include "model/drive_sync_error.h"
+#include "model/name_rules.h"
+#include "model/node_kinds.h"
 
 namespace drive {
 namespace {

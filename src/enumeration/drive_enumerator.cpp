@@ -2,18 +2,18 @@
 
 #include <set>
 
-#include "api/drive_api_error.h"
+#include "app_group/disk_state.h"
+#include "app_group/listing_ack.h"
+#include "app_group/policy_refresh.h"
+#include "app_group/remote_refresh.h"
+#include "app_group/trace_log.h"
 #include "enumeration/enumeration_bookkeeping.h"
 #include "enumeration/finish_once.h"
-#include "extension/item_lookup.h"
-#include "extension/map_to_platform_error.h"
+#include "items/item_lookup.h"
+#include "model/drive_api_error.h"
+#include "model/map_to_platform_error.h"
 #include "platform/environment.h"
 #include "platform/task_runner.h"
-#include "shared/disk_state.h"
-#include "shared/listing_ack.h"
-#include "shared/policy_refresh.h"
-#include "shared/remote_refresh.h"
-#include "shared/trace_log.h"
 
 namespace drive {
 namespace {

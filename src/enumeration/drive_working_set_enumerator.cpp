@@ -4,18 +4,19 @@
 #include <set>
 
 #include "api/drive_api.h"
-#include "api/drive_api_error.h"
+#include "app_group/disk_state.h"
+#include "app_group/listing_ack.h"
+#include "app_group/policy_refresh.h"
+#include "app_group/remote_items.h"
+#include "app_group/trace_log.h"
 #include "enumeration/enumeration_bookkeeping.h"
 #include "enumeration/finish_once.h"
-#include "extension/item_builders.h"
-#include "extension/item_lookup.h"
+#include "items/item_builders.h"
+#include "items/item_lookup.h"
+#include "model/drive_api_error.h"
+#include "model/drive_item_id.h"
 #include "platform/sha256.h"
 #include "platform/task_runner.h"
-#include "shared/disk_state.h"
-#include "shared/listing_ack.h"
-#include "shared/policy_refresh.h"
-#include "shared/remote_items.h"
-#include "shared/trace_log.h"
 
 namespace drive {
 namespace {
@@ -56,7 +57,7 @@ void acknowledgeIfComplete(const Start& start, const ItemList& items) {
 enum class Resolution { resolved, gone, unavailable };
 
 Resolution resolveUpdate(const std::string& entry, ItemList& updated) {
-  if (entry.starts_with("node:")) {
+  if (entry.starts_with(kNodePrefix)) {
     try {
       const auto rootId = entry.substr(entry.find(':') + 1);
       if (auto owner = DriveAPI::shared().namespaceWithRoot(rootId, false)) {

@@ -6,21 +6,22 @@
 #include <map>
 #include <mutex>
 
+#include "app_group/disk_state.h"
+#include "app_group/policy_refresh.h"
+#include "app_group/remote_refresh.h"
+#include "app_group/trace_log.h"
+#include "platform/app_group_container.h"
 #include "platform/sha256.h"
-#include "shared/app_group_container.h"
-#include "shared/disk_state.h"
-#include "shared/policy_refresh.h"
-#include "shared/remote_refresh.h"
-#include "shared/trace_log.h"
+#include "platform/thread_annotations.h"
 
 namespace drive {
 namespace {
 
 constexpr const char* kStoredIdsPrefix = "drive.enum.ids.";
 
-std::mutex enumerationLock;
-std::map<std::string, std::int64_t> listedRevisions;
-std::map<std::string, std::int64_t> expiredRevisions;
+fp::Mutex enumerationLock;
+std::map<std::string, std::int64_t> listedRevisions GUARDED_BY(enumerationLock);
+std::map<std::string, std::int64_t> expiredRevisions GUARDED_BY(enumerationLock);
 
 // Versions are bytes; invalid UTF-8 reads as U+FFFD, as the platform's decoding does.
 std::string versionText(const fp::Bytes& bytes) {
@@ -34,31 +35,31 @@ std::string versionText(const fp::Bytes& bytes) {
 }  // namespace
 
 std::vector<std::string> EnumerationBookkeeping::storedIdentifiers(const std::string& container) {
-  return appGroupDefaults()
+  return fp::appGroupDefaults()
       .stringArrayForKey(kStoredIdsPrefix + container)
       .value_or(std::vector<std::string>{});
 }
 
 void EnumerationBookkeeping::setStoredIdentifiers(const std::string& container,
                                                   const std::vector<std::string>& ids) {
-  appGroupDefaults().setObject(ids, kStoredIdsPrefix + container);
+  fp::appGroupDefaults().setObject(ids, kStoredIdsPrefix + container);
 }
 
 void EnumerationBookkeeping::setListedRevision(const std::string& container,
                                                std::int64_t revision) {
-  std::lock_guard lock(enumerationLock);
+  fp::MutexLock lock(enumerationLock);
   listedRevisions[container] = revision;
 }
 
 std::optional<std::int64_t> EnumerationBookkeeping::listedRevision(const std::string& container) {
-  std::lock_guard lock(enumerationLock);
+  fp::MutexLock lock(enumerationLock);
   auto found = listedRevisions.find(container);
   if (found == listedRevisions.end()) return std::nullopt;
   return found->second;
 }
 
 bool EnumerationBookkeeping::shouldExpire(const std::string& container, std::int64_t revision) {
-  std::lock_guard lock(enumerationLock);
+  fp::MutexLock lock(enumerationLock);
   auto listed = listedRevisions.find(container);
   if (listed != listedRevisions.end() && listed->second == revision) return false;
   auto expired = expiredRevisions.find(container);
@@ -68,7 +69,7 @@ bool EnumerationBookkeeping::shouldExpire(const std::string& container, std::int
 }
 
 void EnumerationBookkeeping::resetForTesting() {
-  std::lock_guard lock(enumerationLock);
+  fp::MutexLock lock(enumerationLock);
   listedRevisions.clear();
   expiredRevisions.clear();
 }

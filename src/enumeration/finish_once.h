@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "platform/enumerator.h"
+#include "platform/thread_annotations.h"
 
 namespace drive {
 
@@ -22,7 +23,7 @@ class FinishOnce {
   // Runs `finish` on the observer unless the enumeration has already finished.
   template <typename Finish>
   void finish(Finish&& finish) const {
-    std::lock_guard lock(state_->mutex);
+    fp::MutexLock lock(state_->mutex);
     if (state_->finished) return;
     state_->finished = true;
     finish(*state_->observer);
@@ -42,8 +43,8 @@ class FinishOnce {
       }
     }
     std::shared_ptr<Observer> observer;
-    std::mutex mutex;
-    bool finished = false;
+    fp::Mutex mutex;
+    bool finished GUARDED_BY(mutex) = false;
   };
   std::shared_ptr<State> state_;
 };

@@ -7,15 +7,11 @@
 #include <vector>
 
 #include "actions/companion_command.h"
+#include "changes/content_fetch.h"
 #include "platform/enumerator.h"
 #include "platform/replicated_extension.h"
 
 namespace drive {
-
-struct FetchResult {
-  fp::URL url;
-  fp::ItemPtr item;
-};
 
 // The work behind each platform request. The entry object runs these as tasks and owns
 // completion and error translation; a body only returns or throws.

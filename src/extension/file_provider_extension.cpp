@@ -1,11 +1,11 @@
 #include "extension/file_provider_extension.h"
 
+#include "app_group/trace_log.h"
 #include "enumeration/empty_enumerator.h"
-#include "extension/map_to_platform_error.h"
+#include "model/map_to_platform_error.h"
 #include "platform/reply_once.h"
 #include "platform/task_runner.h"
 #include "platform/xpc_transaction.h"
-#include "shared/trace_log.h"
 
 namespace drive {
 namespace {

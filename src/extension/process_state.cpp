@@ -1,9 +1,9 @@
 #include "extension/process_state.h"
 
 #include "api/drive_api.h"
+#include "app_group/disk_state.h"
 #include "enumeration/enumeration_bookkeeping.h"
 #include "session/session_store.h"
-#include "shared/disk_state.h"
 
 namespace drive {
 

@@ -7,7 +7,7 @@
 #include "enumeration/drive_enumerator.h"
 #include "enumeration/drive_working_set_enumerator.h"
 #include "extension/extension_bodies.h"
-#include "extension/item_lookup.h"
+#include "items/item_lookup.h"
 
 namespace drive {
 

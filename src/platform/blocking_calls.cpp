@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "platform/task_runner.h"
+#include "platform/thread_annotations.h"
 
 namespace fp::BlockingCalls {
 namespace {
@@ -43,7 +44,7 @@ class Collector : public EnumerationObserver, public ChangeObserver {
   void didEnumerateItems(const std::vector<ItemPtr>& items) override { append(items); }
   void didUpdateItems(const std::vector<ItemPtr>& items) override { append(items); }
   void didDeleteItemsWithIdentifiers(const std::vector<ItemIdentifier>& ids) override {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     collected_.deleted.insert(collected_.deleted.end(), ids.begin(), ids.end());
   }
   void finishEnumeratingUpToPage(const std::optional<Page>&) override { finish({}, {}, false); }
@@ -54,11 +55,11 @@ class Collector : public EnumerationObserver, public ChangeObserver {
 
  private:
   void append(const std::vector<ItemPtr>& items) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     collected_.items.insert(collected_.items.end(), items.begin(), items.end());
   }
   void finish(Error error, SyncAnchor anchor, bool moreComing) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (finished_) return;
     finished_ = true;
     collected_.error = std::move(error);
@@ -67,9 +68,9 @@ class Collector : public EnumerationObserver, public ChangeObserver {
     reply_.set(collected_);
   }
 
-  std::mutex mutex_;
-  EnumerationReply collected_;
-  bool finished_ = false;
+  Mutex mutex_;
+  EnumerationReply collected_ GUARDED_BY(mutex_);
+  bool finished_ GUARDED_BY(mutex_) = false;
   Handoff<EnumerationReply> reply_;
 };
 

@@ -5,6 +5,8 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/thread_annotations.h"
+
 namespace fp {
 namespace {
 
@@ -27,8 +29,8 @@ std::optional<std::filesystem::path> defaultContainer(const std::filesystem::pat
   return dataHome / "pralodrive" / kAppGroup;
 }
 
-std::mutex environmentMutex;
-std::shared_ptr<const Environment> installed;
+Mutex environmentMutex;
+std::shared_ptr<const Environment> installed GUARDED_BY(environmentMutex);
 
 }  // namespace
 
@@ -74,13 +76,13 @@ Environment Environment::defaults() {
 }
 
 std::shared_ptr<const Environment> Environment::current() {
-  std::lock_guard lock(environmentMutex);
+  MutexLock lock(environmentMutex);
   if (!installed) installed = std::make_shared<const Environment>(defaults());
   return installed;
 }
 
 void Environment::install(Environment environment) {
-  std::lock_guard lock(environmentMutex);
+  MutexLock lock(environmentMutex);
   installed = std::make_shared<const Environment>(std::move(environment));
 }
 

@@ -6,12 +6,14 @@
 #include <iostream>
 #include <mutex>
 
+#include "platform/thread_annotations.h"
+
 namespace fp {
 namespace {
 
 std::atomic<bool> mirror{false};
-std::mutex sinkMutex;
-SystemLog::Sink sink;
+Mutex sinkMutex;
+SystemLog::Sink sink GUARDED_BY(sinkMutex);
 
 int syslogPriority(LogLevel level) {
   switch (level) {
@@ -37,7 +39,7 @@ void Logger::log(LogLevel level, const std::string& message) const {
   openSyslogOnce();
   syslog(syslogPriority(level), "%s", line.c_str());
   if (mirror.load()) std::clog << subsystem_ << " " << line << std::endl;
-  std::lock_guard lock(sinkMutex);
+  MutexLock lock(sinkMutex);
   if (sink) sink(level, line);
 }
 
@@ -46,7 +48,7 @@ void SystemLog::setMirrorToStderr(bool enabled) {
 }
 
 void SystemLog::setSink(Sink newSink) {
-  std::lock_guard lock(sinkMutex);
+  MutexLock lock(sinkMutex);
   sink = std::move(newSink);
 }
 

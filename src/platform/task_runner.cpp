@@ -4,12 +4,13 @@
 #include <utility>
 
 #include "platform/system_log.h"
+#include "platform/thread_annotations.h"
 
 namespace fp {
 
 TaskRunner::~TaskRunner() {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     stopping_ = true;
   }
   wake_.notify_all();
@@ -70,11 +71,11 @@ void TaskRunner::runOnCaller(const std::function<void()>& call) {
 // A task run on its caller counts as busy, so that waitIdle waits for it too.
 void TaskRunner::runCounted(std::function<void()>& task) {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     ++busy_;
   }
   run(task);
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   --busy_;
   if (queue_.empty() && busy_ == 0) idle_.notify_all();
 }
@@ -84,7 +85,7 @@ void TaskRunner::post(std::function<void()> task) {
     callerTasks->tasks.push_back(std::move(task));
     return;
   }
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   queue_.push_back(std::move(task));
   if (waiting_ < queue_.size()) {
     workers_.emplace_back([this] { work(); });
@@ -96,15 +97,15 @@ void TaskRunner::post(std::function<void()> task) {
 }
 
 void TaskRunner::waitIdle() {
-  std::unique_lock lock(mutex_);
-  idle_.wait(lock, [this] { return queue_.empty() && busy_ == 0; });
+  MutexLock lock(mutex_);
+  lock.wait(idle_, [this]() REQUIRES(mutex_) { return queue_.empty() && busy_ == 0; });
 }
 
 void TaskRunner::work() {
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   for (;;) {
     ++waiting_;
-    wake_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+    lock.wait(wake_, [this]() REQUIRES(mutex_) { return stopping_ || !queue_.empty(); });
     --waiting_;
     if (queue_.empty()) return;  // stopping
     auto task = std::move(queue_.front());

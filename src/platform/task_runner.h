@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/thread_annotations.h"
+
 namespace fp {
 
 // Runs each task on its own worker, like a concurrent dispatch queue: a task never waits
@@ -36,14 +38,14 @@ class TaskRunner {
   static void run(std::function<void()>& task);
   void runCounted(std::function<void()>& task);
 
-  std::mutex mutex_;
+  Mutex mutex_;
   std::condition_variable wake_;
   std::condition_variable idle_;
-  std::deque<std::function<void()>> queue_;
-  std::vector<std::thread> workers_;
-  std::size_t waiting_ = 0;
-  std::size_t busy_ = 0;
-  bool stopping_ = false;
+  std::deque<std::function<void()>> queue_ GUARDED_BY(mutex_);
+  std::vector<std::thread> workers_ GUARDED_BY(mutex_);
+  std::size_t waiting_ GUARDED_BY(mutex_) = 0;
+  std::size_t busy_ GUARDED_BY(mutex_) = 0;
+  bool stopping_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace fp

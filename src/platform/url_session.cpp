@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "platform/platform_error.h"
+#include "platform/thread_annotations.h"
 
 namespace fp {
 namespace {
@@ -143,8 +144,8 @@ struct HeaderList {
 struct URLSession::Shared {
   CURLSH* share = nullptr;
   std::array<std::mutex, CURL_LOCK_DATA_LAST> locks;
-  std::mutex handlesMutex;
-  std::vector<CURL*> idleHandles;
+  Mutex handlesMutex;
+  std::vector<CURL*> idleHandles GUARDED_BY(handlesMutex);
 
   Shared() {
     share = curl_share_init();
@@ -166,7 +167,7 @@ struct URLSession::Shared {
     static_cast<Shared*>(user)->locks[data].unlock();
   }
   CURL* take() {
-    std::lock_guard guard(handlesMutex);
+    MutexLock guard(handlesMutex);
     if (idleHandles.empty()) return curl_easy_init();
     CURL* handle = idleHandles.back();
     idleHandles.pop_back();
@@ -174,7 +175,7 @@ struct URLSession::Shared {
     return handle;
   }
   void give(CURL* handle) {
-    std::lock_guard guard(handlesMutex);
+    MutexLock guard(handlesMutex);
     idleHandles.push_back(handle);
   }
 };

@@ -12,6 +12,7 @@
 #include "platform/environment.h"
 #include "platform/file_lock.h"
 #include "platform/json_file.h"
+#include "platform/thread_annotations.h"
 
 namespace fp {
 namespace {
@@ -57,8 +58,8 @@ struct SuiteText {
 };
 
 struct ReadSuites {
-  std::mutex mutex;
-  std::map<std::filesystem::path, SuiteText> files;
+  Mutex mutex;
+  std::map<std::filesystem::path, SuiteText> files GUARDED_BY(mutex);
 };
 
 ReadSuites& readSuites() {
@@ -133,7 +134,7 @@ std::optional<nlohmann::json> UserDefaults::objectForKey(const std::string& key)
   // Stamped before reading: a replacement in between costs a second read, never a stale one.
   const auto stamp = stampOf(file_);
   auto& suites = readSuites();
-  std::lock_guard lock(suites.mutex);
+  MutexLock lock(suites.mutex);
   auto& suite = suites.files[file_];
   if (suite.stamp != stamp) {
     suite.stamp = stamp;

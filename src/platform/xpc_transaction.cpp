@@ -3,13 +3,15 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "platform/thread_annotations.h"
+
 namespace fp {
 namespace {
 
 struct Counter {
-  std::mutex mutex;
+  Mutex mutex;
   std::condition_variable zero;
-  long count = 0;
+  long count GUARDED_BY(mutex) = 0;
 };
 
 Counter& counter() {
@@ -20,23 +22,29 @@ Counter& counter() {
 }  // namespace
 
 void xpc_transaction_begin() {
-  std::lock_guard lock(counter().mutex);
-  ++counter().count;
+  auto& transactions = counter();
+  MutexLock lock(transactions.mutex);
+  ++transactions.count;
 }
 
 void xpc_transaction_end() {
-  std::lock_guard lock(counter().mutex);
-  if (counter().count > 0 && --counter().count == 0) counter().zero.notify_all();
+  auto& transactions = counter();
+  MutexLock lock(transactions.mutex);
+  if (transactions.count > 0 && --transactions.count == 0) transactions.zero.notify_all();
 }
 
 long xpcTransactionCount() {
-  std::lock_guard lock(counter().mutex);
-  return counter().count;
+  auto& transactions = counter();
+  MutexLock lock(transactions.mutex);
+  return transactions.count;
 }
 
 bool waitForXpcTransactions(std::chrono::milliseconds timeout) {
-  std::unique_lock lock(counter().mutex);
-  return counter().zero.wait_for(lock, timeout, [] { return counter().count == 0; });
+  auto& transactions = counter();
+  MutexLock lock(transactions.mutex);
+  return lock.waitFor(transactions.zero, timeout, [&transactions]() REQUIRES(transactions.mutex) {
+    return transactions.count == 0;
+  });
 }
 
 }  // namespace fp

@@ -2,12 +2,13 @@
 
 #include <mutex>
 
-#include "api/drive_api_error.h"
+#include "model/drive_api_error.h"
+#include "platform/app_group_container.h"
 #include "platform/atomic_file.h"
 #include "platform/environment.h"
+#include "platform/thread_annotations.h"
 #include "platform/url_session.h"
 #include "platform/user_defaults.h"
-#include "shared/app_group_container.h"
 
 namespace drive {
 namespace {
@@ -18,8 +19,8 @@ constexpr const char* kKeychainAccount = "session";
 constexpr const char* kAccessGroup = "4K9Q2ZP7XM.group.eu.vantrel.drive";
 constexpr auto kCompanionTimeout = std::chrono::seconds(3);
 
-std::mutex sessionLock;
-std::optional<DriveSession> cachedSession;
+fp::Mutex sessionLock;
+std::optional<DriveSession> cachedSession GUARDED_BY(sessionLock);
 
 std::optional<DriveSession> decodeSession(const std::optional<std::string>& bytes) {
   if (!bytes) return std::nullopt;
@@ -35,7 +36,7 @@ std::string encodeSession(const DriveSession& session) {
 }
 
 DriveSession remember(DriveSession session) {
-  std::lock_guard lock(sessionLock);
+  fp::MutexLock lock(sessionLock);
   cachedSession = session;
   return session;
 }
@@ -43,15 +44,15 @@ DriveSession remember(DriveSession session) {
 }  // namespace
 
 std::optional<DriveSession> readDefaultsSession() {
-  return decodeSession(appGroupDefaults().dataForKey(kDefaultsKey));
+  return decodeSession(fp::appGroupDefaults().dataForKey(kDefaultsKey));
 }
 
 void writeDefaultsSession(const std::string& bytes) {
-  appGroupDefaults().setData(bytes, kDefaultsKey);
+  fp::appGroupDefaults().setData(bytes, kDefaultsKey);
 }
 
 std::filesystem::path sessionFileURL() {
-  return appGroupContainerURL() / "session.json";
+  return fp::appGroupContainerURL() / "session.json";
 }
 
 bool writeSessionFile(const std::string& bytes) {
@@ -94,7 +95,7 @@ std::optional<DriveSession> loadSession() {
       return remember(*session);
     }
   }
-  std::lock_guard lock(sessionLock);
+  fp::MutexLock lock(sessionLock);
   return cachedSession;
 }
 
@@ -133,7 +134,7 @@ std::optional<DriveSession> fetchSessionFromCompanion() {
 }
 
 void resetCachedSessionForTesting() {
-  std::lock_guard lock(sessionLock);
+  fp::MutexLock lock(sessionLock);
   cachedSession.reset();
 }
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "api/wire_models.h"
+#include "model/wire_models.h"
 #include "platform/keychain.h"
 
 namespace drive {

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "app_group/disk_state.h"
 #include "platform/xpc_transaction.h"
-#include "service_fixture.h"
-#include "shared/disk_state.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
@@ -13,7 +13,7 @@ namespace calls = fp::BlockingCalls;
 
 const std::string kPrefix = "eu.vantrel.drive.action.";
 
-class CustomActionsTest : public testing::ServiceTest {
+class CustomActionsTest : public test_support::ServiceTest {
  protected:
   fp::Error perform(const std::string& action, const std::vector<std::string>& ids) {
     auto error = calls::performAction(extension(), kPrefix + action, ids).error;

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "api/drive_api.h"
-#include "api/drive_api_error.h"
-#include "service_fixture.h"
+#include "model/drive_api_error.h"
 #include "session/session_store.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using reference::Fault;
 using ::testing::HasSubstr;
 
-class RequestLayerTest : public testing::ServiceTest {
+class RequestLayerTest : public test_support::ServiceTest {
  protected:
   DriveAPI& api() { return DriveAPI::shared(); }
   std::string rootId() { return idOf("Alex Morgan"); }

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "api/drive_api.h"
-#include "api/drive_api_error.h"
-#include "service_fixture.h"
-#include "shared/remote_refresh.h"
+#include "app_group/remote_refresh.h"
+#include "model/drive_api_error.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
@@ -17,7 +17,7 @@ struct CollectedContent : fp::ResponseBodySink {
   void append(std::string_view more) override { bytes += more; }
 };
 
-class StorageOperationsTest : public testing::ServiceTest {
+class StorageOperationsTest : public test_support::ServiceTest {
  protected:
   DriveAPI& api() { return DriveAPI::shared(); }
   std::string download(const std::string& id) {

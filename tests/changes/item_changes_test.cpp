@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "app_group/disk_state.h"
 #include "platform/atomic_file.h"
 #include "platform/json_file.h"
-#include "service_fixture.h"
-#include "shared/disk_state.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using ::testing::HasSubstr;
 namespace calls = fp::BlockingCalls;
 
-class ItemChangesTest : public testing::ServiceTest {
+class ItemChangesTest : public test_support::ServiceTest {
  protected:
   fp::ItemPtr newItem(const std::string& parent, const std::string& name,
                       fp::UniformType type = fp::UniformType::data()) {

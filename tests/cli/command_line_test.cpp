@@ -8,10 +8,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "pralodrive_child.h"
-#include "service_fixture.h"
+#include "cli/pralodrive_child.h"
 #include "session/session_store.h"
-#include "test_files.h"
+#include "support/service_fixture.h"
+#include "support/test_files.h"
 
 namespace drive::cli::testing {
 namespace {
@@ -59,7 +59,7 @@ struct Result {
   Json json;  // the one line of output, parsed
 };
 
-class CommandLineTest : public drive::testing::ServiceTest {
+class CommandLineTest : public drive::test_support::ServiceTest {
  protected:
   void SetUp() override {
     ServiceTest::SetUp();
@@ -87,7 +87,7 @@ class CommandLineTest : public drive::testing::ServiceTest {
     Result result;
     result.status = child.finish();
     result.out = child.rest();
-    result.err = drive::testing::readText(errorFile());
+    result.err = drive::test_support::readText(errorFile());
     return result;
   }
 
@@ -149,7 +149,7 @@ TEST_F(CommandLineTest, ChangesFetchesAndActionsReachTheService) {
   EXPECT_EQ(folder.json["progress"], progress(1));
   const std::string folderId = folder.json["item"]["itemIdentifier"];
 
-  drive::testing::writeText(root() / "list.txt", "passport\n");
+  drive::test_support::writeText(root() / "list.txt", "passport\n");
   const auto file = json({"create", folderId, "", "--file", (root() / "list.txt").string()});
   EXPECT_EQ(file.json["item"]["filename"], "Untitled");
   const std::string fileId = file.json["item"]["itemIdentifier"];
@@ -163,7 +163,7 @@ TEST_F(CommandLineTest, ChangesFetchesAndActionsReachTheService) {
   EXPECT_EQ(keysOf(fetched.json), (Strings{"path", "item", "progress"}));
   EXPECT_THAT(fetched.json["path"].get<std::string>(),
               ::testing::StartsWith((root() / "tmp").string()));
-  EXPECT_EQ(drive::testing::readText(root() / "copy.txt"), "passport\n");
+  EXPECT_EQ(drive::test_support::readText(root() / "copy.txt"), "passport\n");
 
   EXPECT_EQ(json({"delete", folderId}).json, Json({{"progress", progress(1)}}));
   EXPECT_TRUE(service().tree().nodeAt("Alex Morgan/Documents/Trip")->trashedAt);

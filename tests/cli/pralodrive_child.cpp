@@ -1,4 +1,4 @@
-#include "pralodrive_child.h"
+#include "cli/pralodrive_child.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -9,7 +9,7 @@
 
 #include <stdexcept>
 
-#include "test_files.h"
+#include "support/test_files.h"
 
 extern char** environ;
 
@@ -43,7 +43,7 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
 PralodriveChild::PralodriveChild(const std::vector<std::string>& arguments,
                                  const std::map<std::string, std::string>& environment,
                                  const std::filesystem::path& errorFile) {
-  std::vector<std::string> argv{drive::testing::builtProgram("pralodrive").string()};
+  std::vector<std::string> argv{drive::test_support::builtProgram("pralodrive").string()};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   auto envp = childEnvironment(environment);
   int input[2], output[2];

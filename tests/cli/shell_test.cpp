@@ -1,15 +1,15 @@
-#include "shell.h"
+#include "cli/shell.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "service_fixture.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
 
-class ShellTest : public testing::ServiceTest {
+class ShellTest : public test_support::ServiceTest {
  protected:
   // The JSON result lines of a shell session.
   std::vector<nlohmann::json> run(const std::string& lines) {

@@ -1,9 +1,9 @@
 // The parts of the host that need no process: shell words and the service URLs it accepts.
-#include "shell_words.h"
+#include "cli/shell_words.h"
 
 #include <gtest/gtest.h>
 
-#include "global_options.h"
+#include "cli/global_options.h"
 
 namespace drive::cli {
 namespace {

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "app_group/listing_ack.h"
+#include "app_group/remote_refresh.h"
 #include "enumeration/drive_enumerator.h"
-#include "service_fixture.h"
-#include "shared/listing_ack.h"
-#include "shared/remote_refresh.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
@@ -13,7 +13,7 @@ using reference::Fault;
 using ::testing::Contains;
 using ::testing::HasSubstr;
 
-class ContainerEnumerationTest : public testing::ServiceTest {
+class ContainerEnumerationTest : public test_support::ServiceTest {
  protected:
   std::optional<fp::SyncAnchor> anchor(const std::string& identifier) {
     DriveEnumerator enumerator(identifier);

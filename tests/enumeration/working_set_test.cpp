@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "service_fixture.h"
-#include "shared/disk_state.h"
-#include "shared/listing_ack.h"
-#include "shared/remote_items.h"
+#include "app_group/disk_state.h"
+#include "app_group/listing_ack.h"
+#include "app_group/remote_items.h"
+#include "support/service_fixture.h"
 
 namespace drive {
 namespace {
@@ -14,7 +14,7 @@ using ::testing::HasSubstr;
 
 const std::string kWorkingSet = "NSFileProviderWorkingSetContainerItemIdentifier";
 
-class WorkingSetTest : public testing::ServiceTest {
+class WorkingSetTest : public test_support::ServiceTest {
  protected:
   void setRevision(std::int64_t revision) { ASSERT_TRUE(DriveDiskState::save({revision, {}, {}})); }
 };

@@ -5,13 +5,13 @@
 
 #include <future>
 
-#include "api/drive_api_error.h"
-#include "changes/drive_sync_error.h"
+#include "model/drive_api_error.h"
+#include "model/drive_sync_error.h"
 #include "platform/atomic_file.h"
 #include "platform/reply_once.h"
 #include "platform/task_runner.h"
 #include "platform/xpc_transaction.h"
-#include "test_environment.h"
+#include "support/test_environment.h"
 
 namespace drive {
 namespace {
@@ -34,7 +34,7 @@ struct Completions {
   }
 };
 
-class FileProviderExtensionTest : public testing::DriveTest {
+class FileProviderExtensionTest : public test_support::DriveTest {
  protected:
   FileProviderExtension make(ExtensionBodies bodies) {
     return FileProviderExtension({"domain", "PraloDrive"}, std::move(bodies));

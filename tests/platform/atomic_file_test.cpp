@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "test_environment.h"
-#include "test_files.h"
+#include "support/test_environment.h"
+#include "support/test_files.h"
 
 namespace drive {
 namespace {
 
-using AtomicFileTest = testing::DriveTest;
+using AtomicFileTest = test_support::DriveTest;
 
 TEST_F(AtomicFileTest, AFailedWriteLeavesTargetAndDirectoryAsTheyWere) {
   const auto directory = root() / "shared";

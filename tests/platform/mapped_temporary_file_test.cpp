@@ -10,7 +10,7 @@
 namespace drive {
 namespace {
 
-using MappedTemporaryFileTest = testing::DriveTest;
+using MappedTemporaryFileTest = test_support::DriveTest;
 
 std::size_t entries(const std::filesystem::path& directory) {
   return static_cast<std::size_t>(

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include "child_process.h"
 #include "platform/json_file.h"
 #include "platform/preferences.h"
-#include "test_environment.h"
-#include "test_files.h"
+#include "support/child_process.h"
+#include "support/test_environment.h"
+#include "support/test_files.h"
 
 namespace drive {
 namespace {
@@ -16,7 +16,7 @@ using nlohmann::json;
 
 constexpr const char* kSuite = "group.eu.vantrel.drive";
 
-class UserDefaultsTest : public testing::DriveTest {
+class UserDefaultsTest : public test_support::DriveTest {
  protected:
   std::filesystem::path suiteFile() {
     return container() / "Library" / "Preferences" / "group.eu.vantrel.drive.json";
@@ -27,11 +27,11 @@ class UserDefaultsTest : public testing::DriveTest {
 TEST_F(UserDefaultsTest, WritesTheSharedFilesInTheAgreedFormat) {
   suite().setData(R"({"a":1})", "drive.session.v1");
   suite().setObject(json::array({"x", "y"}), "drive.enum.ids.root");
-  EXPECT_EQ(testing::readText(suiteFile()),
+  EXPECT_EQ(test_support::readText(suiteFile()),
             R"({"drive.enum.ids.root":["x","y"],"drive.session.v1":{"data":"eyJhIjoxfQ=="}})");
 
   UserDefaults::standard().setObject(true, "flag");
-  EXPECT_EQ(testing::readText(root() / "config" / "pralodrive" / "defaults.json"),
+  EXPECT_EQ(test_support::readText(root() / "config" / "pralodrive" / "defaults.json"),
             R"({"flag":true})");
   configure([](fp::Environment& environment) { environment.configHome.reset(); });
   EXPECT_EQ(UserDefaults::standard().file(), root() / "home" / ".config/pralodrive/defaults.json");
@@ -41,7 +41,7 @@ TEST_F(UserDefaultsTest, WritesTheSharedFilesInTheAgreedFormat) {
 }
 
 TEST_F(UserDefaultsTest, TypedReadsAnswerOnlyValuesOfTheirType) {
-  testing::writeText(suiteFile(), R"({"ids":["a","b"],"mixed":["a",1],"text":"t","n":4.5,
+  test_support::writeText(suiteFile(), R"({"ids":["a","b"],"mixed":["a",1],"text":"t","n":4.5,
     "blob":{"data":"AP8="},"notBase64":{"data":"!!"},"twoKeys":{"data":"","x":1}})");
   EXPECT_EQ(suite().stringArrayForKey("ids"), (std::vector<std::string>{"a", "b"}));
   EXPECT_EQ(suite().stringArrayForKey("mixed"), std::nullopt);
@@ -57,7 +57,7 @@ TEST_F(UserDefaultsTest, TypedReadsAnswerOnlyValuesOfTheirType) {
 
 // Keys are read one at a time from the text; the file still reads as a whole JSON object.
 TEST_F(UserDefaultsTest, AKeyReadsAsTheWholeFileWouldHaveIt) {
-  testing::writeText(suiteFile(), R"({"ids":["a",{"b":[1,2]}], "s\u0074r" : "v\n",
+  test_support::writeText(suiteFile(), R"({"ids":["a",{"b":[1,2]}], "s\u0074r" : "v\n",
     "obj":{"k":null},"dup":1,"dup":2}
 )");
   EXPECT_EQ(suite().objectForKey("str"), json("v\n"));
@@ -66,7 +66,7 @@ TEST_F(UserDefaultsTest, AKeyReadsAsTheWholeFileWouldHaveIt) {
   EXPECT_EQ(suite().objectForKey("dup"), json(2));
   for (const char* malformed : {R"({"a":1,"b":)", R"({"a":1} x)", R"({"a":1,"b":tru})",
                                 R"({"a":1,"b":[1 2]})", R"({"a":1,"b":[1}})"}) {
-    testing::writeText(suiteFile(), malformed);
+    test_support::writeText(suiteFile(), malformed);
     EXPECT_EQ(suite().objectForKey("a"), std::nullopt) << malformed;
   }
 }
@@ -75,13 +75,13 @@ TEST_F(UserDefaultsTest, ChangesKeepOtherKeysAndReplaceAMalformedFile) {
   suite().setObject("one", "a");
   suite().setObject("two", "b");
   suite().removeObjectForKey("a");
-  EXPECT_EQ(testing::readText(suiteFile()), R"({"b":"two"})");
+  EXPECT_EQ(test_support::readText(suiteFile()), R"({"b":"two"})");
 
   for (const char* malformed : {"{", "[1,2]"}) {
-    testing::writeText(suiteFile(), malformed);
+    test_support::writeText(suiteFile(), malformed);
     EXPECT_EQ(suite().objectForKey("b"), std::nullopt);
     suite().setObject(1, "c");
-    EXPECT_EQ(testing::readText(suiteFile()), R"({"c":1})");
+    EXPECT_EQ(test_support::readText(suiteFile()), R"({"c":1})");
   }
 }
 
@@ -92,7 +92,7 @@ TEST_F(UserDefaultsTest, ReadsSeeAnotherWritersChangeAtOnce) {
   // an edit in place.
   ASSERT_TRUE(fp::writeJSONFile(suiteFile(), json{{"a", "two"}}));
   EXPECT_EQ(suite().objectForKey("a"), json("two"));
-  testing::writeText(suiteFile(), R"({"a":"three"})");
+  test_support::writeText(suiteFile(), R"({"a":"three"})");
   EXPECT_EQ(suite().objectForKey("a"), json("three"));
 }
 
@@ -100,13 +100,13 @@ TEST_F(UserDefaultsTest, OnlyChangesRewriteTheFile) {
   suite().setObject(json::array({"x", "y"}), "ids");
   suite().setObject(1, "n");
   {
-    testing::ReplacementWatch watch(suiteFile());
+    test_support::ReplacementWatch watch(suiteFile());
     suite().setObject(json::array({"x", "y"}), "ids");
     suite().removeObjectForKey("absent");
     EXPECT_FALSE(watch.replaced());
   }
   suite().setObject(1.0, "n");
-  EXPECT_EQ(testing::readText(suiteFile()), R"({"ids":["x","y"],"n":1.0})");
+  EXPECT_EQ(test_support::readText(suiteFile()), R"({"ids":["x","y"],"n":1.0})");
 }
 
 TEST_F(UserDefaultsTest, WritersInTwoProcessesLoseNoKey) {
@@ -118,8 +118,8 @@ TEST_F(UserDefaultsTest, WritersInTwoProcessesLoseNoKey) {
       return 0;
     };
   };
-  testing::ChildProcess first(writeKeys("first."));
-  testing::ChildProcess second(writeKeys("second."));
+  test_support::ChildProcess first(writeKeys("first."));
+  test_support::ChildProcess second(writeKeys("second."));
   ASSERT_EQ(first.wait(), 0);
   ASSERT_EQ(second.wait(), 0);
   EXPECT_EQ(fp::readJSONFile(suiteFile())->size(), 2u * kKeysPerProcess);

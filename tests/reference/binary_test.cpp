@@ -12,11 +12,11 @@
 #include <fstream>
 #include <regex>
 
-#include "api/wire_models.h"
-#include "http_client.h"
+#include "model/wire_models.h"
+#include "reference/http_client.h"
 #include "reference/reference_service.h"
-#include "test_environment.h"
-#include "test_files.h"
+#include "support/test_environment.h"
+#include "support/test_files.h"
 
 extern char** environ;
 
@@ -27,7 +27,7 @@ namespace {
 class Child {
  public:
   explicit Child(const std::vector<std::string>& arguments) {
-    const std::string program = drive::testing::builtProgram("pralodrive-reference");
+    const std::string program = drive::test_support::builtProgram("pralodrive-reference");
     int out[2], err[2];
     if (::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0)
       throw std::runtime_error("pipe");
@@ -104,7 +104,7 @@ std::string urlIn(const std::string& line, const std::string& label) {
   return std::regex_match(line, match, pattern) ? match[1].str() : std::string();
 }
 
-class ReferenceBinary : public drive::testing::DriveTest {
+class ReferenceBinary : public drive::test_support::DriveTest {
  protected:
   std::vector<std::string> arguments() const {
     return {"--seed",           "demo", "--data",      (root() / "data").string(), "--port", "0",

@@ -8,9 +8,9 @@
 #include <fstream>
 #include <future>
 
-#include "api/wire_models.h"
+#include "model/wire_models.h"
 #include "platform/user_defaults.h"
-#include "reference_fixture.h"
+#include "reference/reference_fixture.h"
 
 namespace drive::reference::testing {
 namespace {

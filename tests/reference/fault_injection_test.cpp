@@ -5,7 +5,7 @@
 #include <future>
 #include <thread>
 
-#include "reference_fixture.h"
+#include "reference/reference_fixture.h"
 
 namespace drive::reference::testing {
 namespace {

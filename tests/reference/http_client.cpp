@@ -1,4 +1,4 @@
-#include "http_client.h"
+#include "reference/http_client.h"
 
 #include <algorithm>
 

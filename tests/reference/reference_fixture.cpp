@@ -1,4 +1,4 @@
-#include "reference_fixture.h"
+#include "reference/reference_fixture.h"
 
 #include <fstream>
 

@@ -3,15 +3,15 @@
 #include <memory>
 #include <string>
 
-#include "http_client.h"
+#include "reference/http_client.h"
 #include "reference/reference_service.h"
-#include "test_environment.h"
+#include "support/test_environment.h"
 
 namespace drive::reference::testing {
 
 // The demo drive served on ephemeral ports, its companion writing into the test's container,
 // and a client signed in as the provider.
-class ReferenceTest : public drive::testing::DriveTest {
+class ReferenceTest : public drive::test_support::DriveTest {
  protected:
   void SetUp() override;
   void TearDown() override;

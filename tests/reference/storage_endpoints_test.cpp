@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
-#include "api/wire_models.h"
-#include "reference/random_id.h"
-#include "reference_fixture.h"
+#include "model/wire_models.h"
+#include "reference/reference_fixture.h"
+#include "reference/store/random_id.h"
 
 namespace drive::reference::testing {
 namespace {

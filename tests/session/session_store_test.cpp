@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "api/drive_api_error.h"
+#include "model/drive_api_error.h"
 #include "platform/atomic_file.h"
 #include "platform/user_defaults.h"
-#include "test_environment.h"
+#include "support/test_environment.h"
 
 namespace drive {
 namespace {
@@ -19,7 +19,7 @@ std::string bytesOf(const DriveSession& session) {
   return encodeRecord(session).dump();
 }
 
-class SessionStoreTest : public testing::DriveTest {
+class SessionStoreTest : public test_support::DriveTest {
  protected:
   void putKeychain(bool dataProtection, bool accessGroup, const DriveSession& session) {
     ASSERT_EQ(fp::SecItemAdd(sessionKeychainQuery(dataProtection, accessGroup), bytesOf(session)),

@@ -1,11 +1,11 @@
-#include "child_process.h"
+#include "support/child_process.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-namespace drive::testing {
+namespace drive::test_support {
 
 ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(::fork()) {
   // _exit: the child must not run the test framework's or the sanitizers' exit handlers.
@@ -47,4 +47,4 @@ bool Signal::await() {
   return got == 1;
 }
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

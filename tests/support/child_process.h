@@ -4,7 +4,7 @@
 
 #include <functional>
 
-namespace drive::testing {
+namespace drive::test_support {
 
 // Runs `body` in a forked copy of the test process: a real second process for the file locks
 // shared with the companion app. The body's result is the child's exit status; the child
@@ -39,4 +39,4 @@ class Signal {
   int fds_[2] = {-1, -1};
 };
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

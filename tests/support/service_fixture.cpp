@@ -1,4 +1,4 @@
-#include "service_fixture.h"
+#include "support/service_fixture.h"
 
 #include <fnmatch.h>
 
@@ -7,7 +7,7 @@
 #include "platform/xpc_transaction.h"
 #include "session/session_store.h"
 
-namespace drive::testing {
+namespace drive::test_support {
 
 void ServiceTest::SetUp() {
   DriveTest::SetUp();
@@ -93,4 +93,4 @@ std::string ServiceTest::traceLog() {
   return fp::readWholeFile(container() / "drive-trace.log").value_or("");
 }
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

@@ -6,9 +6,9 @@
 #include "extension/file_provider_extension.h"
 #include "platform/blocking_calls.h"
 #include "reference/reference_service.h"
-#include "test_environment.h"
+#include "support/test_environment.h"
 
-namespace drive::testing {
+namespace drive::test_support {
 
 // The demo drive on a reference service over loopback, its companion writing into this
 // test's container, and a signed-in session in the stores: the provider as a user has it.
@@ -42,4 +42,4 @@ class ServiceTest : public DriveTest {
   std::unique_ptr<FileProviderExtension> extension_;
 };
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

@@ -1,11 +1,11 @@
-#include "test_environment.h"
+#include "support/test_environment.h"
 
 #include <cstdlib>
 
 #include "extension/process_state.h"
 #include "platform/task_runner.h"
 
-namespace drive::testing {
+namespace drive::test_support {
 
 FakeClock::FakeClock(std::chrono::system_clock::time_point start) : now_(start) {}
 
@@ -62,4 +62,4 @@ void DriveTest::configure(const std::function<void(fp::Environment&)>& change) {
   fp::Environment::install(environment_);
 }
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

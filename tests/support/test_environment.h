@@ -8,7 +8,7 @@
 
 #include "platform/environment.h"
 
-namespace drive::testing {
+namespace drive::test_support {
 
 // A clock that never waits: sleeping advances it at once and is recorded.
 class FakeClock : public fp::Clock {
@@ -45,4 +45,4 @@ class DriveTest : public ::testing::Test {
   std::shared_ptr<FakeClock> clock_;
 };
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

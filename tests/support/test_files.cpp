@@ -1,4 +1,4 @@
-#include "test_files.h"
+#include "support/test_files.h"
 
 #include <sys/stat.h>
 
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace drive::testing {
+namespace drive::test_support {
 namespace {
 
 ino_t inodeOf(const std::filesystem::path& path) {
@@ -55,4 +55,4 @@ std::string ReplacementWatch::original() const {
   return readText(link_);
 }
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

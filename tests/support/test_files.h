@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-namespace drive::testing {
+namespace drive::test_support {
 
 // Writes a file in place, as a test or a careless companion app would; creates its directory.
 void writeText(const std::filesystem::path& path, const std::string& text);
@@ -31,4 +31,4 @@ class ReplacementWatch {
   std::filesystem::path link_;
 };
 
-}  // namespace drive::testing
+}  // namespace drive::test_support

@@ -1,0 +1,31 @@
+#include "reference/http/request_log.h"
+
+#include <strings.h>
+
+namespace drive::reference {
+
+std::optional<std::string> RecordedRequest::header(std::string_view name) const {
+  for (const auto& [key, value] : headers) {
+    if (key.size() == name.size() && ::strncasecmp(key.data(), name.data(), key.size()) == 0) {
+      return value;
+    }
+  }
+  return std::nullopt;
+}
+
+void RequestLog::append(RecordedRequest request) {
+  std::lock_guard lock(mutex_);
+  requests_.push_back(std::move(request));
+}
+
+std::vector<RecordedRequest> RequestLog::all() const {
+  std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+void RequestLog::clear() {
+  std::lock_guard lock(mutex_);
+  requests_.clear();
+}
+
+}  // namespace drive::reference
