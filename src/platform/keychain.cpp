@@ -10,6 +10,8 @@
 #include <sstream>
 
 #include "platform/environment.h"
+#include "platform/scope_exit.h"
+#include "platform/uuid.h"
 
 namespace fp {
 namespace {
@@ -46,24 +48,18 @@ OSStatus SecItemCopyMatching(const KeychainQuery& query, std::string& data) {
 OSStatus SecItemAdd(const KeychainQuery& query, const std::string& data) {
   if (!ensureDirectory()) return errSecIO;
   const auto path = itemPath(query);
-  // O_EXCL gives the keychain's duplicate rule; the item appears whole or not at all.
-  const auto temporary = path.string() + ".new";
-  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  // link(2) gives the keychain's duplicate rule; the item appears whole or not at all. The
+  // temporary name is this add's own, so a concurrent add never writes into it.
+  const auto temporary = path.string() + "." + makeUUIDString() + ".new";
+  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (fd < 0) return errSecIO;
+  const ScopeExit removeTemporary([&] { ::unlink(temporary.c_str()); });
   const bool written =
       ::write(fd, data.data(), data.size()) == ssize_t(data.size()) && ::fsync(fd) == 0;
   ::close(fd);
-  if (!written) {
-    ::unlink(temporary.c_str());
-    return errSecIO;
-  }
-  if (::link(temporary.c_str(), path.c_str()) != 0) {
-    const int reason = errno;
-    ::unlink(temporary.c_str());
-    return reason == EEXIST ? errSecDuplicateItem : errSecIO;
-  }
-  ::unlink(temporary.c_str());
-  return errSecSuccess;
+  if (!written) return errSecIO;
+  if (::link(temporary.c_str(), path.c_str()) == 0) return errSecSuccess;
+  return errno == EEXIST ? errSecDuplicateItem : errSecIO;
 }
 
 OSStatus SecItemDelete(const KeychainQuery& query) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/platform_error.h"
+#include "platform/system_log.h"
 
 namespace fp {
 
@@ -39,20 +40,33 @@ class ReplyOnce {
 
   bool replied() const { return !reply_; }
 
+  // A second reply is ignored, and logged: it means a body answered twice.
   void operator()(Args... args) {
-    if (auto reply = std::exchange(reply_, nullptr)) reply(std::forward<Args>(args)...);
+    if (auto reply = std::exchange(reply_, nullptr)) {
+      reply(std::forward<Args>(args)...);
+    } else {
+      logAnomaly(" replied twice; the second reply was ignored.");
+    }
   }
 
   void fail(const PlatformError& error) {
-    if (auto reply = std::exchange(reply_, nullptr)) failure_(reply, error);
+    if (auto reply = std::exchange(reply_, nullptr)) {
+      failure_(reply, error);
+    } else {
+      logAnomaly(" replied twice; the second reply was ignored.");
+    }
   }
 
  private:
   void dropUnanswered() {
-    if (reply_) {
-      fail(PlatformError::withDescription(NSCocoaErrorDomain, CocoaErrorCode::fileReadUnknown,
-                                          request_ + " ended without a reply."));
-    }
+    if (!reply_) return;
+    logAnomaly(" ended without a reply; answered with an error.");
+    fail(PlatformError::withDescription(NSCocoaErrorDomain, CocoaErrorCode::fileReadUnknown,
+                                        request_ + " ended without a reply."));
+  }
+
+  void logAnomaly(const char* what) const {
+    Logger("eu.vantrel.drive", "reply").error(request_ + what);
   }
 
   std::string request_;
