@@ -108,12 +108,11 @@ StorageNode DriveAPI::uploadContent(const std::string& id,
   return decodeBody<StorageNode>(answer);
 }
 
-std::string DriveAPI::downloadContent(const std::string& id) {
+void DriveAPI::downloadContent(const std::string& id, fp::ResponseBodySink& content) {
   try {
-    return send(nodePath(id, "/content"), "GET");
+    send(nodePath(id, "/content"), "GET", std::nullopt, &content);
   } catch (const DriveAPIError& error) {
-    if (error.which() == DriveAPIError::Case::http && error.status() == 404) return {};
-    throw;
+    if (error.which() != DriveAPIError::Case::http || error.status() != 404) throw;
   }
 }
 

@@ -34,7 +34,7 @@ class DriveAPI : public RequestLayer {
                             const std::optional<std::filesystem::path>& fileURL,
                             const std::optional<std::string>& bytes);
   // The whole content; empty when the service has none (404).
-  std::string downloadContent(const std::string& id);
+  void downloadContent(const std::string& id, fp::ResponseBodySink& content);
 
   std::optional<StorageNamespace> namespaceWithId(const std::string& id, bool forceRefresh);
   std::optional<StorageNamespace> namespaceWithRoot(const std::string& rootNodeId,

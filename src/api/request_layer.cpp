@@ -56,7 +56,8 @@ std::string RequestLayer::requestURL(const std::string& path) const {
 
 std::string RequestLayer::perform(const std::string& path, const std::string& method,
                                   const std::optional<Body>& body,
-                                  const std::optional<std::string>& token) {
+                                  const std::optional<std::string>& token,
+                                  fp::ResponseBodySink* content) {
   fp::URLRequest request;
   request.url = requestURL(path);
   request.method = method;
@@ -67,6 +68,7 @@ std::string RequestLayer::perform(const std::string& path, const std::string& me
     request.headers.emplace_back("Content-Type", "application/json");
     request.body = nlohmann::json(*body).dump();
   }
+  request.bodySink = content;
   return checkResponse(session_.send(request));
 }
 
@@ -149,8 +151,9 @@ std::string RequestLayer::withSession(
 }
 
 std::string RequestLayer::send(const std::string& path, const std::string& method,
-                               const std::optional<Body>& body) {
-  return withSession([&](const std::string& token) { return perform(path, method, body, token); });
+                               const std::optional<Body>& body, fp::ResponseBodySink* content) {
+  return withSession(
+      [&](const std::string& token) { return perform(path, method, body, token, content); });
 }
 
 std::string RequestLayer::upload(const std::string& path,

@@ -21,9 +21,11 @@ class RequestLayer {
   // (an id that smuggles in a query, a fragment, a dot segment or a blank).
   std::string requestURL(const std::string& path) const;
 
-  // One bare request; no session handling, no retry.
+  // One bare request; no session handling, no retry. A 2xx body goes to `content` when given
+  // (the returned bytes are then empty).
   std::string perform(const std::string& path, const std::string& method,
-                      const std::optional<Body>& body, const std::optional<std::string>& token);
+                      const std::optional<Body>& body, const std::optional<std::string>& token,
+                      fp::ResponseBodySink* content = nullptr);
 
   // The body of a 2xx answer, or the error the status stands for. Takes the answer whole so
   // that a large body is moved out, not copied.
@@ -38,7 +40,8 @@ class RequestLayer {
 
   // Authenticated JSON request, refreshing the token and retrying once after a 401.
   std::string send(const std::string& path, const std::string& method,
-                   const std::optional<Body>& body = std::nullopt);
+                   const std::optional<Body>& body = std::nullopt,
+                   fp::ResponseBodySink* content = nullptr);
 
   // Authenticated PUT of raw bytes, streamed from `fileURL` when given; retried like send.
   std::string upload(const std::string& path, const std::optional<std::filesystem::path>& fileURL,

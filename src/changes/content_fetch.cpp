@@ -9,8 +9,8 @@
 #include "items/item_lookup.h"
 #include "model/drive_sync_error.h"
 #include "model/node_kinds.h"
-#include "platform/atomic_file.h"
 #include "platform/environment.h"
+#include "platform/mapped_temporary_file.h"
 #include "platform/platform_error.h"
 #include "platform/type_registry.h"
 #include "platform/uuid.h"
@@ -27,9 +27,24 @@ std::filesystem::path temporaryFileFor(const std::string& name) {
          (kTemporaryPrefix + fp::makeUUIDString() + (extension.empty() ? "" : "." + extension));
 }
 
-std::string download(const StorageNode& node) {
-  return withActivity(node, DriveSyncActivity::Direction::download,
-                      [&] { return DriveAPI::shared().downloadContent(node.id); });
+[[noreturn]] void throwNotWritten() {
+  throw fp::PlatformError::withDescription(fp::NSCocoaErrorDomain, 512,
+                                           "The downloaded file could not be written.");
+}
+
+// Received straight into the file it will be handed over as, never held in memory: a large
+// video would otherwise cost its size in RAM.
+std::unique_ptr<fp::MappedTemporaryFile> download(const StorageNode& node) {
+  try {
+    auto file = std::make_unique<fp::MappedTemporaryFile>(temporaryFileFor(node.name), 0600);
+    withActivity(node, DriveSyncActivity::Direction::download, [&] {
+      DriveAPI::shared().downloadContent(node.id, *file);
+      return true;
+    });
+    return file;
+  } catch (const std::system_error&) {
+    throwNotWritten();
+  }
 }
 
 }  // namespace
@@ -47,7 +62,7 @@ FetchResult fetchContents(const fp::ItemIdentifier& identifier,
   }
   trace("fetch " + node.id);
   const bool personal = api.isPersonalNamespace(node.namespaceId);
-  const auto bytes = download(node);
+  const auto file = download(node);
   DriveDiskState::recordMaterialized(node.id);
   NodeItemOptions options;
   options.parent = parentIdentifier(node);
@@ -56,13 +71,13 @@ FetchResult fetchContents(const fp::ItemIdentifier& identifier,
   options.downloaded = true;
   if (requestedVersion) options.contentVersion = requestedVersion->contentVersion;
   auto item = buildNodeItem(node, options);
-  const auto url = temporaryFileFor(node.name);
   // The service keeps the content: a crash may cost a fetch again, so no flush to disk.
-  if (!fp::writeFileAtomically(url, bytes, 0600, fp::Durability::cached)) {
-    throw fp::PlatformError::withDescription(fp::NSCocoaErrorDomain, 512,
-                                             "The downloaded file could not be written.");
+  try {
+    file->commit();
+  } catch (const std::system_error&) {
+    throwNotWritten();
   }
-  return {url, item};
+  return {file->target(), item};
 }
 
 void removeAbandonedFetches() {

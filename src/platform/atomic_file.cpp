@@ -25,9 +25,15 @@ bool writeAll(int fd, std::string_view bytes) {
   return true;
 }
 
-// A fresh hidden file beside `target`, under an flock held until it is closed: a host that
-// cleans up after killed writers leaves it alone. The lock is taken on a name that may have
-// been cleaned away in between; then the file is made again.
+void syncDirectory(const std::filesystem::path& directory) {
+  const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  ::fsync(fd);
+  ::close(fd);
+}
+
+}  // namespace
+
 int createHeldTemporary(const std::filesystem::path& target, std::string& path) {
   const auto directory = target.has_parent_path() ? target.parent_path() : ".";
   for (int attempt = 0; attempt < 3; ++attempt) {
@@ -45,15 +51,6 @@ int createHeldTemporary(const std::filesystem::path& target, std::string& path) 
   }
   return -1;
 }
-
-void syncDirectory(const std::filesystem::path& directory) {
-  const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  ::fsync(fd);
-  ::close(fd);
-}
-
-}  // namespace
 
 bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes, mode_t mode,
                          Durability durability) {

@@ -21,6 +21,10 @@ enum class Durability {
 bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
                          mode_t mode = 0644, Durability durability = Durability::flushed);
 
+// A fresh hidden file beside `target` (its name in `path`), under an flock held until it is
+// closed: a host that cleans up after killed writers leaves it alone. -1 when none can be made.
+int createHeldTemporary(const std::filesystem::path& target, std::string& path);
+
 // Removes the hidden partial files that writes of `targetPrefix`… files left in `directory`
 // when their writer was killed: those no process holds. Finished files are never touched.
 void removeAbandonedPartialFiles(const std::filesystem::path& directory,

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <exception>
 #include <mutex>
 
 #include "platform/platform_error.h"
@@ -69,22 +70,46 @@ PlatformError transportError(CURLcode code) {
 
 struct Transfer {
   CURL* handle = nullptr;
+  ResponseBodySink* sink = nullptr;  // the request's, while the answer is a 2xx one
   std::string body;
   HTTPURLResponse response;
-  bool reserved = false;
+  bool started = false;
+  std::exception_ptr failure;  // thrown by the sink; exceptions must not cross libcurl
+
+  // At the first bytes: the body's destination, sized once from Content-Length instead of
+  // growing through a large answer.
+  void start() {
+    started = true;
+    curl_off_t length = -1;
+    curl_easy_getinfo(handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    long status = 0;
+    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+    if (status < 200 || status >= 300) sink = nullptr;
+    std::optional<std::uint64_t> expected;
+    if (length >= 0) expected = static_cast<std::uint64_t>(length);
+    if (sink) {
+      sink->begin(expected);
+    } else if (expected) {
+      body.reserve(static_cast<size_t>(*expected));
+    }
+  }
 };
 
 size_t writeBody(char* data, size_t size, size_t count, void* user) {
   auto* transfer = static_cast<Transfer*>(user);
-  if (!transfer->reserved) {
-    // Grow once from Content-Length instead of doubling through a large answer.
-    curl_off_t length = -1;
-    curl_easy_getinfo(transfer->handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    if (length > 0) transfer->body.reserve(static_cast<size_t>(length));
-    transfer->reserved = true;
+  const std::string_view bytes(data, size * count);
+  try {
+    if (!transfer->started) transfer->start();
+    if (transfer->sink) {
+      transfer->sink->append(bytes);
+    } else {
+      transfer->body.append(bytes);
+    }
+  } catch (...) {
+    transfer->failure = std::current_exception();
+    return 0;  // stops the transfer
   }
-  transfer->body.append(data, size * count);
-  return size * count;
+  return bytes.size();
 }
 
 size_t readHeader(char* data, size_t size, size_t count, void* user) {
@@ -176,6 +201,7 @@ URLSession& URLSession::shared() {
 URLResponse URLSession::send(const URLRequest& request) {
   Transfer transfer;
   transfer.handle = shared_->take();
+  transfer.sink = request.bodySink;
   struct Return {
     Shared& shared;
     CURL* handle;
@@ -235,6 +261,7 @@ URLResponse URLSession::send(const URLRequest& request) {
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, &transfer);
 
   const CURLcode result = curl_easy_perform(curl);
+  if (transfer.failure) std::rethrow_exception(transfer.failure);
   if (result != CURLE_OK) throw transportError(result);
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &transfer.response.statusCode);
   return URLResponse{std::move(transfer.response), std::move(transfer.body)};

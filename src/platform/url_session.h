@@ -1,15 +1,28 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace fp {
+
+// Where the body of a successful (2xx) answer goes instead of memory. Answers with any other
+// status stay in memory, for their error description. Either call may throw; the transfer
+// then stops and send() rethrows.
+class ResponseBodySink {
+ public:
+  virtual ~ResponseBodySink() = default;
+  // Before the first bytes, with the answer's Content-Length when it gave one.
+  virtual void begin(std::optional<std::uint64_t> expectedLength) = 0;
+  virtual void append(std::string_view bytes) = 0;
+};
 
 struct URLRequest {
   std::string url;
@@ -18,6 +31,8 @@ struct URLRequest {
   // The body: bytes in memory, or streamed from a file (never read whole).
   std::optional<std::string> body;
   std::optional<std::filesystem::path> bodyFile;
+  // Not owned; when set, a 2xx answer's body goes there and URLResponse::body stays empty.
+  ResponseBodySink* bodySink = nullptr;
   // Longest wait for the next bytes, as the platform's request time-out.
   std::chrono::milliseconds timeout{60000};
   // Longest the whole request may take, whatever the peer does; the session's when none.

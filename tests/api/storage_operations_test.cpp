@@ -10,9 +10,21 @@ namespace {
 
 using reference::Fault;
 
+// A download as the service sent it.
+struct CollectedContent : fp::ResponseBodySink {
+  std::string bytes;
+  void begin(std::optional<std::uint64_t>) override { bytes.clear(); }
+  void append(std::string_view more) override { bytes += more; }
+};
+
 class StorageOperationsTest : public test_support::ServiceTest {
  protected:
   DriveAPI& api() { return DriveAPI::shared(); }
+  std::string download(const std::string& id) {
+    CollectedContent content;
+    api().downloadContent(id, content);
+    return content.bytes;
+  }
   int listings() { return requestCount("GET", "/storage/listing"); }
 };
 
@@ -48,12 +60,12 @@ TEST_F(StorageOperationsTest, TheListingIsCachedForThirtySecondsPerGeneration) {
 
 TEST_F(StorageOperationsTest, ContentChildrenAndNameLookups) {
   const auto documents = idOf("Alex Morgan/Documents");
-  EXPECT_EQ(api().downloadContent(idOf("Alex Morgan/Documents/Notes.md")),
+  EXPECT_EQ(download(idOf("Alex Morgan/Documents/Notes.md")),
             "# Notes\n\n- call the printer\n- book the venue\n");
   service().injectFault("*/content", Fault::message(404, "No content"));
-  EXPECT_EQ(api().downloadContent(idOf("Alex Morgan/Documents/Notes.md")), "");
+  EXPECT_EQ(download(idOf("Alex Morgan/Documents/Notes.md")), "");
   service().injectFault("*/content", Fault::message(403, "Forbidden"));
-  EXPECT_THROW(api().downloadContent(idOf("Alex Morgan/Documents/Notes.md")), DriveAPIError);
+  EXPECT_THROW(download(idOf("Alex Morgan/Documents/Notes.md")), DriveAPIError);
 
   // Trimmed, case-insensitive, first in service order.
   EXPECT_EQ(api().childNamed(documents, "  NOTES.MD \n")->name, "Notes.md");

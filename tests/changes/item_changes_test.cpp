@@ -175,5 +175,21 @@ TEST_F(ItemChangesTest, AFailedUploadLeavesTheNodeAndAFailedActivityEntry) {
   EXPECT_EQ(conflict.error->localizedDescription(), "An item with that name already exists here");
 }
 
+TEST_F(ItemChangesTest, AFetchThatFailsPartWayLeavesNoFile) {
+  const auto notes = nodeIdentifier("Alex Morgan/Documents/Notes.md");
+  for (const auto& fault : {reference::Fault::truncated(), reference::Fault::answer(403, "no")}) {
+    service().injectFault("*/content", fault, 1, "GET");
+    EXPECT_TRUE(calls::fetchContents(extension(), notes).error);
+    EXPECT_TRUE(std::filesystem::is_empty(root() / "tmp"));
+  }
+  EXPECT_EQ(activity()["recent"][0]["ok"], false);
+  // A 404 is an empty file, not its error page.
+  service().injectFault("*/content", reference::Fault::message(404, "No content"), 1, "GET");
+  const auto empty = calls::fetchContents(extension(), notes);
+  ASSERT_FALSE(empty.error);
+  EXPECT_EQ(fp::readWholeFile(*empty.url), "");
+  EXPECT_EQ(std::filesystem::status(*empty.url).permissions(), std::filesystem::perms(0600));
+}
+
 }  // namespace
 }  // namespace drive

@@ -1,0 +1,91 @@
+// The files the companion app shares with the provider, read (and where the provider changes
+// them, read-modified-written) as the provider does.
+
+#include <array>
+#include <functional>
+
+#include "app_group/disk_state.h"
+#include "app_group/listing_ack.h"
+#include "app_group/policy_refresh.h"
+#include "app_group/remote_items.h"
+#include "app_group/remote_refresh.h"
+#include "app_group/sync_activity.h"
+#include "app_group/sync_selection.h"
+#include "fuzz_environment.h"
+#include "fuzz_input.h"
+#include "platform/app_group_container.h"
+#include "platform/atomic_file.h"
+#include "session/session_store.h"
+
+namespace drive::fuzz {
+namespace {
+
+struct SharedFile {
+  const char* name;  // in the container
+  std::function<void()> use;
+};
+
+void useDefaultsSuite() {
+  DriveSyncSelection::load();
+  DriveSyncSelection::includesNamespace("ns");
+  DriveDiskState::legacyState();
+  readDefaultsSession();
+  appGroupDefaults().stringArrayForKey("drive.enum.ids.root");
+}
+
+const std::array<SharedFile, 8> kFiles = {{
+    {"drive-local-state.json",
+     [] {
+       DriveDiskState::current();
+       DriveDiskState::update([](DriveDiskState::FileState& state) {
+         return state.materialized.insert("fuzz").second;
+       });
+     }},
+    {"drive-remote-refresh.json",
+     [] {
+       DriveRemoteRefresh::read();
+       DriveRemoteRefresh::clearPending("root");
+     }},
+    {"drive-remote-items.json",
+     [] {
+       DriveRemoteItems::read();
+       DriveRemoteItems::removePublished({"a"});
+     }},
+    {"drive-listing-ack.json",
+     [] {
+       DriveListingAck::read();
+       DriveListingAck::acknowledge("root", 0, "");
+     }},
+    {"drive-policy-refresh.json", [] { policyRefreshList(); }},
+    {"drive-sync-activity.json",
+     [] {
+       using DriveSyncActivity::Direction;
+       DriveSyncActivity::begin("fuzz", "Fuzz", Direction::download);
+       DriveSyncActivity::end("fuzz", "Fuzz", Direction::download, true);
+     }},
+    {"Library/Preferences/group.eu.vantrel.drive.json", useDefaultsSuite},
+    {"session.json", [] { loadSession(); }},
+}};
+
+}  // namespace
+}  // namespace drive::fuzz
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  drive::fuzz::installScratchEnvironment();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace drive::fuzz;
+  const auto input = FuzzInput::from(data, size);
+  const auto& file = kFiles[input.choice % kFiles.size()];
+  // Read afresh, as by a new process.
+  drive::resetCachedSessionForTesting();
+  drive::DriveDiskState::resetCacheForTesting();
+  // A new file each time, as the companion app replaces them: caches keyed on the file's
+  // identity see the change.
+  fp::writeFileAtomically(drive::appGroupContainerURL() / file.name, input.text, 0600,
+                          fp::Durability::cached);
+  file.use();
+  return 0;
+}
