@@ -18,8 +18,10 @@ struct ReplicaOptions {
   std::chrono::seconds pollInterval{30};
   // Watch the companion's signal files in the app-group container (none: no watching).
   std::optional<std::filesystem::path> signalDirectory;
-  // The longest wait between retries of a change that failed for a passing reason.
-  std::chrono::seconds maxBackoff{300};
+  // Waits between retries of a change that failed for a passing reason: the first, doubled
+  // on each failure up to the longest.
+  std::chrono::milliseconds firstRetry{1000};
+  std::chrono::milliseconds maxBackoff{std::chrono::minutes(5)};
   // Show progress of long transfers on this terminal stream's file descriptor (-1: none).
   int progressFd = -1;
 
