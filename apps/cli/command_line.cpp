@@ -10,6 +10,7 @@
 #include "human_output.h"
 #include "platform/task_runner.h"
 #include "platform/xpc_transaction.h"
+#include "replica_commands.h"
 #include "shell.h"
 
 namespace drive::cli {
@@ -232,6 +233,8 @@ int runCommandLine(int argc, char** argv) {
   app.add_subcommand("shell", "run commands from standard input in one process")->callback([&] {
     mode = Mode::shell;
   });
+  ReplicaCommand replicaCommand;
+  addReplicaCommands(app, replicaCommand);
   bool keep = false;
   auto* demo = app.add_subcommand("demo", "walk through the provider against a local service");
   demo->add_flag("--keep", keep, "leave the service running afterwards, until Ctrl-C");
@@ -245,6 +248,9 @@ int runCommandLine(int argc, char** argv) {
     return reportUsage(usageText(app, error), globals.json);
   }
   if (mode == Mode::demo) return runDemo({keep}, std::cout);
+  if (replicaCommand.which != ReplicaCommand::Which::none) {
+    return runReplicaCommand(replicaCommand, globals.json, std::cout, std::cerr);
+  }
   FileProviderExtension extension({"eu.vantrel.drive", "PraloDrive"});
   PlatformHost host(extension, extension, extension);
   int status = 0;

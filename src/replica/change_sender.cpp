@@ -191,9 +191,9 @@ void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& re
   store_.setIdentifier(key, reported->itemIdentifier());
   store_.report(*reported, info.parent);
   const bool more = store_.hasPending(key);
-  if (!info.isFolder) {
-    const auto size = contents_.sizeOf(key);
-    store_.setCopy(key, true, size);
+  // A copy given up to a conflicted sibling is fetched again on the next read.
+  if (!info.isFolder && contents_.has(key)) {
+    store_.setCopy(key, true, contents_.sizeOf(key));
     store_.setLocallyModified(key, more && info.locallyModified,
                               reported->itemVersion().contentVersion);
   }

@@ -68,4 +68,9 @@ std::int64_t ContentStore::sizeOf(ItemKey key) const {
   return error ? 0 : static_cast<std::int64_t>(size);
 }
 
+bool ContentStore::has(ItemKey key) const {
+  std::error_code error;
+  return std::filesystem::exists(pathOf(key), error);
+}
+
 }  // namespace drive::replica

@@ -22,6 +22,7 @@ class ContentStore {
   void ensure(ItemKey key);
   void drop(ItemKey key);
   std::int64_t sizeOf(ItemKey key) const;
+  bool has(ItemKey key) const;
 
  private:
   std::filesystem::path directory_;

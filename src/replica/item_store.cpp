@@ -448,6 +448,13 @@ void ItemStore::setValue(const std::string& name, const fp::Bytes& value) {
 }
 
 bool ItemStore::enqueue(ItemKey key, ChangeKind kind, fp::ItemFields fields) {
+  if (kind == ChangeKind::create) {
+    // A create on its way already: what follows changes the item it makes.
+    auto sending =
+        connection_.prepare("SELECT 1 FROM queue WHERE key = ? AND sending = 1 AND kind = ?");
+    sending.bind(1, key).bind(2, changeKindWord(ChangeKind::create));
+    if (sending.step()) kind = ChangeKind::modify;
+  }
   auto open = connection_.prepare(
       "SELECT sequence, kind, fields FROM queue WHERE key = ? AND sending = 0 "
       "ORDER BY sequence DESC LIMIT 1");

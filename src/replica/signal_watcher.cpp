@@ -4,32 +4,21 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
 namespace drive::replica {
-namespace {
 
-constexpr std::array<std::string_view, 3> kSignalFiles = {
-    "drive-remote-refresh.json", "drive-remote-items.json", "drive-policy-refresh.json"};
-
-bool isSignalFile(std::string_view name) {
-  for (const auto file : kSignalFiles) {
-    if (name == file) return true;
-  }
-  return false;
-}
-
-}  // namespace
-
-SignalWatcher::SignalWatcher(const std::filesystem::path& container, std::function<void()> changed)
-    : changed_(std::move(changed)) {
+SignalWatcher::SignalWatcher(const std::filesystem::path& directory, std::vector<std::string> names,
+                             std::function<void()> changed)
+    : names_(std::move(names)), changed_(std::move(changed)) {
   std::error_code error;
-  std::filesystem::create_directories(container, error);
+  std::filesystem::create_directories(directory, error);
   inotify_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   if (inotify_ < 0 || pipe(stopPipe_) != 0) return;
   // The companion replaces its files by rename; writes in place close the file.
-  watch_ = inotify_add_watch(inotify_, container.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
+  watch_ = inotify_add_watch(inotify_, directory.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
   if (watch_ >= 0) thread_ = std::thread([this] { run(); });
 }
 
@@ -46,6 +35,10 @@ SignalWatcher::~SignalWatcher() {
   }
 }
 
+bool SignalWatcher::isWatched(std::string_view name) const {
+  return std::find(names_.begin(), names_.end(), name) != names_.end();
+}
+
 void SignalWatcher::run() {
   alignas(inotify_event) char buffer[4096];
   for (;;) {
@@ -56,7 +49,7 @@ void SignalWatcher::run() {
     bool relevant = false;
     for (ssize_t offset = 0; offset < length;) {
       const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
-      if (event->len > 0 && isSignalFile(event->name)) relevant = true;
+      if (event->len > 0 && isWatched(event->name)) relevant = true;
       offset += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
     }
     if (relevant) changed_();

@@ -2,15 +2,18 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace drive::replica {
 
-// Calls `changed` when the companion app rewrites one of its signal files in the app-group
-// container (inotify), from its own thread.
+// Calls `changed` when one of the named files in a directory is rewritten (inotify), from its
+// own thread: the companion app's signal files, a request of `pralodrive sync`.
 class SignalWatcher {
  public:
-  SignalWatcher(const std::filesystem::path& container, std::function<void()> changed);
+  SignalWatcher(const std::filesystem::path& directory, std::vector<std::string> names,
+                std::function<void()> changed);
   ~SignalWatcher();
   SignalWatcher(const SignalWatcher&) = delete;
   SignalWatcher& operator=(const SignalWatcher&) = delete;
@@ -19,7 +22,9 @@ class SignalWatcher {
 
  private:
   void run();
+  bool isWatched(std::string_view name) const;
 
+  std::vector<std::string> names_;
   std::function<void()> changed_;
   int inotify_ = -1;
   int watch_ = -1;

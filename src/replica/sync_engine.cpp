@@ -36,19 +36,29 @@ void SyncEngine::start() {
     pollWanted_ = false;
   }
   worker_ = std::thread([this] { workerLoop(); });
+  hostLock_ = std::make_unique<HostLock>(options_.stateDirectory);
   if (options_.signalDirectory) {
-    watcher_ = std::make_unique<SignalWatcher>(*options_.signalDirectory, [this] { syncNow(); });
+    watcher_ = std::make_unique<SignalWatcher>(
+        *options_.signalDirectory,
+        std::vector<std::string>{"drive-remote-refresh.json", "drive-remote-items.json",
+                                 "drive-policy-refresh.json"},
+        [this] { syncNow(); });
   }
+  requests_ = std::make_unique<SignalWatcher>(
+      options_.stateDirectory, std::vector<std::string>{std::string(kSyncRequestFile)},
+      [this] { syncNow(); });
 }
 
 void SyncEngine::stop() {
   watcher_.reset();
+  requests_.reset();
   {
     std::lock_guard lock(wakeMutex_);
     stopping_ = true;
   }
   wake_.notify_all();
   if (worker_.joinable()) worker_.join();
+  hostLock_.reset();
 }
 
 void SyncEngine::wake() {

@@ -11,6 +11,7 @@
 
 #include "extension/file_provider_extension.h"
 #include "replica/content_store.h"
+#include "replica/host_lock.h"
 #include "replica/item_store.h"
 #include "replica/replica_error.h"
 #include "replica/replica_observer.h"
@@ -137,6 +138,8 @@ class SyncEngine {
   bool sending_ = false;
   std::thread worker_;
   std::unique_ptr<SignalWatcher> watcher_;
+  std::unique_ptr<SignalWatcher> requests_;
+  std::unique_ptr<HostLock> hostLock_;
 };
 
 }  // namespace drive::replica
