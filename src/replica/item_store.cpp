@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kSchema = R"(
 CREATE TABLE IF NOT EXISTS items(
-  key INTEGER PRIMARY KEY,
+  key INTEGER PRIMARY KEY AUTOINCREMENT,
   identifier TEXT NOT NULL UNIQUE,
   parent INTEGER NOT NULL,
   filename TEXT NOT NULL,
