@@ -8,6 +8,7 @@
 #include "demo.h"
 #include "global_options.h"
 #include "human_output.h"
+#include "mount_commands.h"
 #include "platform/task_runner.h"
 #include "platform/xpc_transaction.h"
 #include "replica_commands.h"
@@ -159,11 +160,15 @@ void addActionCommand(CLI::App& app, ParsedRequest& chosen) {
   };
   auto* action = app.add_subcommand("action", "perform a Finder action on items");
   auto args = freshArguments<Action>(action);
-  action->add_option("ACTION_ID", args->id)->required();
-  action->add_option("ID", args->items);
+  action
+      ->add_option("ACTION_ID", args->id,
+                   "an action identifier or offline, online, open, send-copy, request, history")
+      ->required();
+  action->add_option("ID", args->items, "item identifiers, or paths in a mounted drive");
   action->callback([&chosen, args] {
-    chosen = {[args = *args](PlatformHost& host) { return host.action(args.id, args.items); },
-              "action"};
+    chosen = {
+        [args = *args](PlatformHost& host) { return performAction(host, args.id, args.items); },
+        "action"};
   });
 }
 
@@ -235,6 +240,8 @@ int runCommandLine(int argc, char** argv) {
   });
   ReplicaCommand replicaCommand;
   addReplicaCommands(app, replicaCommand);
+  MountCommand mountCommand;
+  addMountCommands(app, mountCommand);
   bool keep = false;
   auto* demo = app.add_subcommand("demo", "walk through the provider against a local service");
   demo->add_flag("--keep", keep, "leave the service running afterwards, until Ctrl-C");
@@ -248,6 +255,8 @@ int runCommandLine(int argc, char** argv) {
     return reportUsage(usageText(app, error), globals.json);
   }
   if (mode == Mode::demo) return runDemo({keep}, std::cout);
+  if (mountCommand.chosen())
+    return runMountCommand(mountCommand, globals.json, std::cout, std::cerr);
   if (replicaCommand.which != ReplicaCommand::Which::none) {
     return runReplicaCommand(replicaCommand, globals.json, std::cout, std::cerr);
   }
