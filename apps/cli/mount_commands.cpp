@@ -28,6 +28,10 @@ std::optional<std::string> xattrAt(const std::string& path, const std::string& n
 
 int unmountCommand(const MountCommand& command, std::ostream& out, std::ostream& err) {
   const auto folder = std::filesystem::absolute(command.folder).lexically_normal();
+  if (!mount::isFuseMount(folder)) {
+    err << "pralodrive: " << folder.string() << " is not mounted.\n";
+    return 1;
+  }
   try {
     mount::unmountFolder(folder, mount::isStaleMount(folder));
   } catch (const mount::MountError& error) {

@@ -45,6 +45,18 @@ bool isStaleMount(const std::filesystem::path& folder) {
   return ::stat(folder.c_str(), &status) != 0 && errno == ENOTCONN;
 }
 
+bool isFuseMount(const std::filesystem::path& folder) {
+  std::ifstream mounts("/proc/self/mounts");
+  std::string device, point, type, rest;
+  while (mounts >> device >> point >> type && std::getline(mounts, rest)) {
+    // Spaces in mount points come escaped as \040.
+    for (std::size_t at; (at = point.find("\\040")) != std::string::npos;)
+      point.replace(at, 4, " ");
+    if (point == folder.string() && type.starts_with("fuse")) return true;
+  }
+  return false;
+}
+
 void unmountFolder(const std::filesystem::path& folder, bool lazy) {
   std::string program = "fusermount3";
   std::string flags = lazy ? "-uz" : "-u";
