@@ -29,8 +29,12 @@ std::filesystem::path SyncEngine::contents(ItemKey key) {
     }
     info = *found;
     if (info.isFolder) throw ReplicaError(ReplicaError::Kind::isFolder, "This is a folder.");
-    if (info.downloaded || info.locallyModified || info.isLocal() ||
-        info.localState == LocalState::localOnly) {
+    // A clean copy removed from the store behind the replica's back is fetched again.
+    const bool lost = info.downloaded && !contents_.has(key) && !info.locallyModified &&
+                      !info.isLocal() && info.localState != LocalState::localOnly;
+    if (lost) store_.setCopy(key, false, 0);
+    if (!lost && (info.downloaded || info.locallyModified || info.isLocal() ||
+                  info.localState == LocalState::localOnly)) {
       contents_.ensure(key);
       store_.touch(key);
       return contents_.pathOf(key);
