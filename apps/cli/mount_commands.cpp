@@ -28,7 +28,7 @@ std::optional<std::string> xattrAt(const std::string& path, const std::string& n
 
 int unmountCommand(const MountCommand& command, std::ostream& out, std::ostream& err) {
   const auto folder = std::filesystem::absolute(command.folder).lexically_normal();
-  if (!mount::isFuseMount(folder)) {
+  if (mount::mountCount(folder) == 0) {
     err << "pralodrive: " << folder.string() << " is not mounted.\n";
     return 1;
   }

@@ -32,10 +32,13 @@ std::string holderOf(const std::filesystem::path& path) {
   return folder + " (process " + pid + ")";
 }
 
+// Called with the lock held: a drive mounted there now has no process behind it, even
+// when the kernel has not noticed yet.
 void detachIfStale(const std::filesystem::path& folder) {
-  if (folder.empty() || !isStaleMount(folder)) return;
-  mountLog().info("detaching the mount left by a crash at " + folder.string());
-  unmountFolder(folder, true);
+  while (!folder.empty() && (isStaleMount(folder) || mountCount(folder) > 0)) {
+    mountLog().info("detaching the mount left by a crash at " + folder.string());
+    unmountFolder(folder, true);
+  }
 }
 
 }  // namespace
@@ -45,16 +48,17 @@ bool isStaleMount(const std::filesystem::path& folder) {
   return ::stat(folder.c_str(), &status) != 0 && errno == ENOTCONN;
 }
 
-bool isFuseMount(const std::filesystem::path& folder) {
+int mountCount(const std::filesystem::path& folder) {
   std::ifstream mounts("/proc/self/mounts");
   std::string device, point, type, rest;
+  int count = 0;
   while (mounts >> device >> point >> type && std::getline(mounts, rest)) {
     // Spaces in mount points come escaped as \040.
     for (std::size_t at; (at = point.find("\\040")) != std::string::npos;)
       point.replace(at, 4, " ");
-    if (point == folder.string() && type.starts_with("fuse")) return true;
+    if (point == folder.string() && type == "fuse.pralodrive") ++count;
   }
-  return false;
+  return count;
 }
 
 void unmountFolder(const std::filesystem::path& folder, bool lazy) {

@@ -32,8 +32,8 @@ class MountLock {
 
 // A folder where a FUSE mount's process died: every access fails with ENOTCONN.
 bool isStaleMount(const std::filesystem::path& folder);
-// Whether a FUSE file system is mounted at `folder` (alive or not).
-bool isFuseMount(const std::filesystem::path& folder);
+// How many drives are mounted at `folder` (alive or not).
+int mountCount(const std::filesystem::path& folder);
 // Unmounts `folder` with fusermount3; `lazy` detaches it even while it is busy. Throws
 // MountError with fusermount3's words.
 void unmountFolder(const std::filesystem::path& folder, bool lazy);

@@ -1,6 +1,6 @@
 #include "mount/mount_session.h"
 
-#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <string>
@@ -60,9 +60,9 @@ void MountSession::run(bool handleSignals) {
 
 void MountSession::stop() {
   fuse_session_exit(session_);
-  // The loop notices only when a request arrives: make one.
-  struct stat ignored {};
-  ::stat(options_.mountpoint.c_str(), &ignored);
+  // The loop notices only when a request arrives: make one the kernel never answers itself.
+  struct statvfs ignored {};
+  ::statvfs(options_.mountpoint.c_str(), &ignored);
 }
 
 void MountSession::unmount() {
