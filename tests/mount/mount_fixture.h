@@ -1,0 +1,46 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "pralodrive_child.h"
+#include "service_fixture.h"
+
+namespace drive::mount::testing {
+
+// `pralodrive mount --foreground` of the demo drive in a temporary folder, run as its own
+// process against the reference service. Every test ends unmounted, whatever happened.
+class MountTest : public drive::testing::ServiceTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // Mounts (again); fails the test when no "Mounted" line comes.
+  void mount();
+  // Unmounts cleanly and waits for the process to end; its exit status.
+  int unmount();
+  // Ends the mount process with SIGKILL, leaving a dead mount behind.
+  void killMount();
+  // Waits until the replica has sent every queued change; false on a time-out.
+  bool syncWait();
+
+  // The mounted drive's folder, or a path in it.
+  std::filesystem::path drive(const std::string& path = "") const;
+  // A folder beside the mount for local files.
+  std::filesystem::path local(const std::string& path = "") const;
+  // Runs `command` with sh in the mounted folder; its exit status, output in `output`.
+  int sh(const std::string& command, std::string* output = nullptr) const;
+  // The file at that path on the service ("Alex Morgan/Documents/…"): its contents and id.
+  std::optional<std::string> serviceContent(const std::string& path);
+  std::optional<std::string> serviceId(const std::string& path);
+  // What the mount process wrote to standard error.
+  std::string mountErrors() const;
+
+  std::map<std::string, std::string> environment();
+
+ private:
+  std::unique_ptr<cli::testing::PralodriveChild> child_;
+};
+
+}  // namespace drive::mount::testing
