@@ -56,6 +56,15 @@ TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
   EXPECT_THAT(heard, Contains(HasSubstr("added ")));
 }
 
+TEST_F(ReplicaSync, TheCompanionsSignalFilesAloneBringChangesIn) {
+  const auto photos = at("Alex Morgan/Photos");
+  replica().children(photos.key);
+  service().tree().addFile(idOf("Alex Morgan/Photos"), "Sunset.jpg", "orange");
+  // No poll for an hour and nobody asks: only the watched signal files can tell.
+  ASSERT_TRUE(
+      eventually([&] { return replica().child(photos.key, "Sunset.jpg").has_value(); }, false));
+}
+
 TEST_F(ReplicaSync, LocalChangesReachTheServiceInOrderAndCoalesced) {
   auto& local = replica(false);
   const auto home = at("Alex Morgan");
