@@ -143,6 +143,7 @@ void SyncEngine::refreshFolders() {
     Lock lock(mutex_);
     SqlTransaction transaction(store_.connection());
     applyUpdates(folder, reply.items, &events);
+    store_.retryNow();  // the service is reachable: waiting changes need not wait longer
     for (const auto& deleted : reply.deleted)
       deletions.emplace_back(folder, deleted);
     store_.setListed(folder, reply.anchor);
