@@ -50,6 +50,7 @@ class ReplicaTest : public drive::testing::ServiceTest {
     options.pollInterval = std::chrono::hours(1);
     options.firstRetry = std::chrono::milliseconds(20);
     options.maxBackoff = std::chrono::milliseconds(200);
+    options.storeLimit = storeLimit_;
     return options;
   }
   Replica& replica(bool started = true) {
@@ -85,6 +86,8 @@ class ReplicaTest : public drive::testing::ServiceTest {
     }
     return done();
   }
+
+  std::uint64_t storeLimit_ = kDefaultStoreLimit;
 
  private:
   std::unique_ptr<Replica> replica_;

@@ -187,5 +187,21 @@ TEST_F(ReplicaSync, ContentsAreSharedKeptOfflineAndEvicted) {
   EXPECT_GT(replica().usage().limit, 0u);
 }
 
+TEST_F(ReplicaSync, TheStoreDropsTheLeastRecentlyUsedCleanCopies) {
+  storeLimit_ = 100;
+  const auto beach = at("Alex Morgan/Photos/Beach.jpg");    // 20 bytes
+  const auto budget = at("Alex Morgan/Photos/budget.csv");  // 39 bytes
+  const auto notes = at("Alex Morgan/Documents/Notes.md");  // 44 bytes
+  replica().stop();  // the edit below stays queued, so its copy stays dirty
+  write(beach.key, "sand, sea and a long evening");
+  text(budget.key);
+  text(notes.key);
+  EXPECT_TRUE(replica().item(beach.key)->downloaded) << "local changes are never dropped";
+  EXPECT_FALSE(replica().item(budget.key)->downloaded);
+  EXPECT_TRUE(replica().item(notes.key)->downloaded);
+  EXPECT_LE(replica().usage().used, 100u);
+  EXPECT_EQ(text(beach.key), "sand, sea and a long evening");
+}
+
 }  // namespace
 }  // namespace drive::replica
