@@ -167,6 +167,26 @@ TEST_F(ReplicaSync, AConflictKeepsBothVersions) {
   EXPECT_TRUE(replica().child(documents.key, copy));
 }
 
+TEST_F(ReplicaSync, ARemoteDeleteOfALocalEditBringsTheEditBack) {
+  const auto photos = at("Alex Morgan/Photos");
+  const auto budget = at("Alex Morgan/Photos/budget.csv");
+  replica().stop();
+  write(budget.key, "item,amount\nall,1\n");
+  service().tree().remove(idOf("Alex Morgan/Photos/budget.csv"));
+  replica().start();
+  drain();
+  // The edit comes back as a new node under the same key, named as the provider decides (the
+  // trashed node still holds the old name).
+  const auto identifier = replica().item(budget.key)->identifier;
+  ASSERT_TRUE(identifier.starts_with("node:"));
+  const auto node = service().tree().node(identifier.substr(5));
+  EXPECT_FALSE(node.trashedAt);
+  EXPECT_EQ(service().tree().content(node.id), "item,amount\nall,1\n");
+  const auto listed = replica().child(photos.key, node.name);
+  ASSERT_TRUE(listed);
+  EXPECT_EQ(listed->key, budget.key);
+}
+
 TEST_F(ReplicaSync, ContentsAreSharedKeptOfflineAndEvicted) {
   const auto photos = at("Alex Morgan/Photos");
   const auto beach = at("Alex Morgan/Photos/Beach.jpg");
