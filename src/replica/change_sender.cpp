@@ -183,6 +183,7 @@ void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& re
   const auto key = change.key;
   const auto info = *store_.item(key);
   store_.finishChange(change.sequence);
+  store_.retryNow();
   // The provider may answer with an item the replica already knows (adoption).
   if (const auto other = store_.keyOf(reported->itemIdentifier()); other && *other != key) {
     for (const auto erased : store_.erase(*other))

@@ -515,6 +515,10 @@ void ItemStore::retryLater(std::int64_t sequence, std::int64_t nextTryMs,
       .run();
 }
 
+void ItemStore::retryNow() {
+  connection_.execute("UPDATE queue SET next_try = 0 WHERE next_try > 0 AND sending = 0");
+}
+
 void ItemStore::resumeInterrupted() {
   connection_.execute("UPDATE queue SET sending = 0");
 }

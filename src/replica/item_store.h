@@ -95,6 +95,8 @@ class ItemStore {
   void beginSending(std::int64_t sequence);
   void finishChange(std::int64_t sequence);
   void retryLater(std::int64_t sequence, std::int64_t nextTryMs, const std::string& error);
+  // The service answers again: waiting changes are due now.
+  void retryNow();
   // Changes that were being sent when the process ended go back to waiting.
   void resumeInterrupted();
   std::int64_t queueLength();

@@ -79,7 +79,9 @@ void SyncEngine::syncNow() {
 }
 
 void SyncEngine::workerLoop() {
-  auto nextPoll = std::chrono::steady_clock::now() + options_.pollInterval;
+  // Changes queued before the start meet the service as it is now: a remote delete of an
+  // edited item must be seen before the edit goes up.
+  auto nextPoll = std::chrono::steady_clock::now();
   for (;;) {
     bool poll = false;
     {

@@ -50,6 +50,7 @@ class ReplicaTest : public drive::testing::ServiceTest {
     options.pollInterval = std::chrono::hours(1);
     options.firstRetry = std::chrono::milliseconds(20);
     options.maxBackoff = std::chrono::milliseconds(200);
+    options.storeLimit = storeLimit_;
     return options;
   }
   Replica& replica(bool started = true) {
@@ -75,15 +76,18 @@ class ReplicaTest : public drive::testing::ServiceTest {
     replica().contentsChanged(key);
   }
   void drain() { ASSERT_TRUE(replica().waitUntilIdle(std::chrono::seconds(30))); }
-  // Polls until `done` holds, asking the replica to sync now and then; false after 20 s.
-  bool eventually(const std::function<bool()>& done) {
+  // Polls until `done` holds, asking the replica to sync now and then unless `nudge` is off;
+  // false after 20 s.
+  bool eventually(const std::function<bool()>& done, bool nudge = true) {
     for (int round = 0; round < 400; ++round) {
       if (done()) return true;
-      if (round % 20 == 0) replica().syncNow();
+      if (nudge && round % 20 == 0) replica().syncNow();
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return done();
   }
+
+  std::uint64_t storeLimit_ = kDefaultStoreLimit;
 
  private:
   std::unique_ptr<Replica> replica_;

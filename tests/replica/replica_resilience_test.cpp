@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <nlohmann/json.hpp>
 #include <random>
 
 #include "pralodrive_child.h"
@@ -72,6 +73,15 @@ TEST_F(ReplicaResilience, KilledHostsResumeWithNothingLostOrDoubled) {
   EXPECT_TRUE(tree.node(idOf("Alex Morgan/Photos/Beach.jpg")).trashedAt);
   EXPECT_TRUE(tree.nodeAt("Alex Morgan/Documents/Empty"));
   EXPECT_TRUE(readStatus(options()).queue.empty());
+
+  PralodriveChild status({"--json", "status"}, childEnvironment(), root() / "status.err");
+  const auto line = status.readLine();
+  ASSERT_EQ(status.finish(), 0);
+  ASSERT_TRUE(line);
+  const auto json = nlohmann::json::parse(*line);
+  EXPECT_GT(json["itemsKnown"].get<int>(), 45);
+  EXPECT_EQ(json["queue"], nlohmann::json::array());
+  EXPECT_EQ(json["storeLimit"], 10ull << 30);
 }
 
 }  // namespace

@@ -56,6 +56,15 @@ TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
   EXPECT_THAT(heard, Contains(HasSubstr("added ")));
 }
 
+TEST_F(ReplicaSync, TheCompanionsSignalFilesAloneBringChangesIn) {
+  const auto photos = at("Alex Morgan/Photos");
+  replica().children(photos.key);
+  service().tree().addFile(idOf("Alex Morgan/Photos"), "Sunset.jpg", "orange");
+  // No poll for an hour and nobody asks: only the watched signal files can tell.
+  ASSERT_TRUE(
+      eventually([&] { return replica().child(photos.key, "Sunset.jpg").has_value(); }, false));
+}
+
 TEST_F(ReplicaSync, LocalChangesReachTheServiceInOrderAndCoalesced) {
   auto& local = replica(false);
   const auto home = at("Alex Morgan");
@@ -158,6 +167,26 @@ TEST_F(ReplicaSync, AConflictKeepsBothVersions) {
   EXPECT_TRUE(replica().child(documents.key, copy));
 }
 
+TEST_F(ReplicaSync, ARemoteDeleteOfALocalEditBringsTheEditBack) {
+  const auto photos = at("Alex Morgan/Photos");
+  const auto budget = at("Alex Morgan/Photos/budget.csv");
+  replica().stop();
+  write(budget.key, "item,amount\nall,1\n");
+  service().tree().remove(idOf("Alex Morgan/Photos/budget.csv"));
+  replica().start();
+  drain();
+  // The edit comes back as a new node under the same key, named as the provider decides (the
+  // trashed node still holds the old name).
+  const auto identifier = replica().item(budget.key)->identifier;
+  ASSERT_TRUE(identifier.starts_with("node:"));
+  const auto node = service().tree().node(identifier.substr(5));
+  EXPECT_FALSE(node.trashedAt);
+  EXPECT_EQ(service().tree().content(node.id), "item,amount\nall,1\n");
+  const auto listed = replica().child(photos.key, node.name);
+  ASSERT_TRUE(listed);
+  EXPECT_EQ(listed->key, budget.key);
+}
+
 TEST_F(ReplicaSync, ContentsAreSharedKeptOfflineAndEvicted) {
   const auto photos = at("Alex Morgan/Photos");
   const auto beach = at("Alex Morgan/Photos/Beach.jpg");
@@ -176,6 +205,22 @@ TEST_F(ReplicaSync, ContentsAreSharedKeptOfflineAndEvicted) {
   replica().makeOnline(photos.key);
   EXPECT_FALSE(replica().item(beach.key)->downloaded);
   EXPECT_GT(replica().usage().limit, 0u);
+}
+
+TEST_F(ReplicaSync, TheStoreDropsTheLeastRecentlyUsedCleanCopies) {
+  storeLimit_ = 100;
+  const auto beach = at("Alex Morgan/Photos/Beach.jpg");    // 20 bytes
+  const auto budget = at("Alex Morgan/Photos/budget.csv");  // 39 bytes
+  const auto notes = at("Alex Morgan/Documents/Notes.md");  // 44 bytes
+  replica().stop();  // the edit below stays queued, so its copy stays dirty
+  write(beach.key, "sand, sea and a long evening");
+  text(budget.key);
+  text(notes.key);
+  EXPECT_TRUE(replica().item(beach.key)->downloaded) << "local changes are never dropped";
+  EXPECT_FALSE(replica().item(budget.key)->downloaded);
+  EXPECT_TRUE(replica().item(notes.key)->downloaded);
+  EXPECT_LE(replica().usage().used, 100u);
+  EXPECT_EQ(text(beach.key), "sand, sea and a long evening");
 }
 
 }  // namespace
