@@ -21,13 +21,14 @@ void MountTest::SetUp() {
 }
 
 void MountTest::TearDown() {
-  if (child_) {
-    // Lazily, so that a test that failed with a file still open cannot leave it behind.
+  if (std::filesystem::exists("/dev/fuse")) {
+    // Lazily, so that a test that failed with a file still open cannot leave it behind;
+    // a mount in the background ends with it too.
     [[maybe_unused]] const int ignored =
-        std::system(("fusermount3 -u -z '" + drive().string() + "'").c_str());
-    child_->finish();
-    child_.reset();
+        std::system(("fusermount3 -u -z '" + drive().string() + "' 2>/dev/null").c_str());
   }
+  if (child_) child_->finish();
+  child_.reset();
   ServiceTest::TearDown();
 }
 
@@ -66,6 +67,22 @@ void MountTest::killMount() {
   child_->sendSignal(SIGKILL);
   child_->finish();
   child_.reset();
+}
+
+int MountTest::interruptMount(std::string* output) {
+  child_->sendSignal(SIGINT);
+  const int status = child_->finish();
+  *output = child_->rest();
+  child_.reset();
+  return status;
+}
+
+int MountTest::pralodrive(const std::vector<std::string>& arguments, std::string* output) {
+  const auto errors = root() / "command-stderr.txt";
+  cli::testing::PralodriveChild command(arguments, environment(), errors);
+  const int status = command.finish();
+  *output = command.rest() + drive::testing::readText(errors);
+  return status;
 }
 
 bool MountTest::syncWait() {

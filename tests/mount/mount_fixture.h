@@ -22,6 +22,10 @@ class MountTest : public drive::testing::ServiceTest {
   int unmount();
   // Ends the mount process with SIGKILL, leaving a dead mount behind.
   void killMount();
+  // Sends SIGINT (Ctrl-C) to the mount process; its exit status, its output in `output`.
+  int interruptMount(std::string* output);
+  // Runs `pralodrive` with these arguments to its end; its exit status, output in `output`.
+  int pralodrive(const std::vector<std::string>& arguments, std::string* output);
   // Waits until the replica has sent every queued change; false on a time-out.
   bool syncWait();
 
