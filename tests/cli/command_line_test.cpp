@@ -68,15 +68,7 @@ class CommandLineTest : public drive::testing::ServiceTest {
     service().clearRequests();
   }
 
-  std::map<std::string, std::string> environment() {
-    return {{"PRALODRIVE_API_BASE", service().baseURL()},
-            {"PRALODRIVE_COMPANION", service().companionURL()},
-            {"PRALODRIVE_CONTAINER", container().string()},
-            {"HOME", (root() / "home").string()},
-            {"XDG_DATA_HOME", (root() / "data").string()},
-            {"XDG_CONFIG_HOME", (root() / "config").string()},
-            {"TMPDIR", (root() / "tmp").string()}};
-  }
+  std::map<std::string, std::string> environment() { return childEnvironment(); }
 
   std::filesystem::path errorFile() const { return root() / "stderr.txt"; }
 

@@ -32,22 +32,10 @@ void MountTest::TearDown() {
   ServiceTest::TearDown();
 }
 
-std::map<std::string, std::string> MountTest::environment() {
-  return {{"PRALODRIVE_API_BASE", service().baseURL()},
-          {"PRALODRIVE_COMPANION", service().companionURL()},
-          {"PRALODRIVE_CONTAINER", container().string()},
-          {"HOME", (root() / "home").string()},
-          {"XDG_DATA_HOME", (root() / "data").string()},
-          {"XDG_CONFIG_HOME", (root() / "config").string()},
-          {"XDG_STATE_HOME", (root() / "state").string()},
-          {"XDG_CACHE_HOME", (root() / "cache").string()},
-          {"TMPDIR", (root() / "tmp").string()}};
-}
-
 void MountTest::mount() {
   child_ = std::make_unique<cli::testing::PralodriveChild>(
       std::vector<std::string>{"mount", drive().string(), "--foreground", "--poll", "1"},
-      environment(), root() / "mount-stderr.txt");
+      childEnvironment(), root() / "mount-stderr.txt");
   const auto line = child_->readLine();
   ASSERT_TRUE(line && line->starts_with("Mounted")) << line.value_or("") << mountErrors();
 }
@@ -79,14 +67,14 @@ int MountTest::interruptMount(std::string* output) {
 
 int MountTest::pralodrive(const std::vector<std::string>& arguments, std::string* output) {
   const auto errors = root() / "command-stderr.txt";
-  cli::testing::PralodriveChild command(arguments, environment(), errors);
+  cli::testing::PralodriveChild command(arguments, childEnvironment(), errors);
   const int status = command.finish();
   *output = command.rest() + drive::testing::readText(errors);
   return status;
 }
 
 bool MountTest::syncWait() {
-  cli::testing::PralodriveChild sync({"sync", "--wait", "60"}, environment(),
+  cli::testing::PralodriveChild sync({"sync", "--wait", "60"}, childEnvironment(),
                                      root() / "sync-stderr.txt");
   return sync.finish() == 0;
 }

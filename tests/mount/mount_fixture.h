@@ -41,8 +41,6 @@ class MountTest : public drive::testing::ServiceTest {
   // What the mount process wrote to standard error.
   std::string mountErrors() const;
 
-  std::map<std::string, std::string> environment();
-
  private:
   std::unique_ptr<cli::testing::PralodriveChild> child_;
 };

@@ -131,8 +131,8 @@ TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
 }
 
 TEST_F(MountSemantics, ASecondMountIsRefusedAndADeadOneReplaced) {
-  cli::testing::PralodriveChild second({"mount", drive().string(), "--foreground"}, environment(),
-                                       root() / "second-stderr.txt");
+  cli::testing::PralodriveChild second({"mount", drive().string(), "--foreground"},
+                                       childEnvironment(), root() / "second-stderr.txt");
   EXPECT_EQ(second.finish(), 1);
   EXPECT_NE(drive::testing::readText(root() / "second-stderr.txt").find("already mounted at"),
             std::string::npos);

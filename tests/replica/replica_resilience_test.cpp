@@ -14,17 +14,6 @@ using cli::testing::PralodriveChild;
 
 class ReplicaResilience : public testing::ReplicaTest {
  protected:
-  std::map<std::string, std::string> childEnvironment() {
-    return {{"PRALODRIVE_API_BASE", service().baseURL()},
-            {"PRALODRIVE_COMPANION", service().companionURL()},
-            {"PRALODRIVE_CONTAINER", container().string()},
-            {"HOME", (root() / "home").string()},
-            {"XDG_DATA_HOME", (root() / "data").string()},
-            {"XDG_CONFIG_HOME", (root() / "config").string()},
-            {"XDG_STATE_HOME", (root() / "state").string()},
-            {"XDG_CACHE_HOME", (root() / "cache").string()},
-            {"TMPDIR", (root() / "tmp").string()}};
-  }
   int sync(std::optional<std::chrono::milliseconds> killAfter) {
     PralodriveChild child({"sync", "--wait", "60"}, childEnvironment(), root() / "sync.err");
     if (killAfter) {
