@@ -49,11 +49,6 @@ void InvalidationQueue::replaced(replica::ItemKey parent, const std::string& nam
   push({Event::Kind::replaced, parent, key, true, name});
 }
 
-void InvalidationQueue::flush() {
-  std::unique_lock lock(mutex_);
-  done_.wait(lock, [this] { return (events_.empty() && !busy_) || !thread_.joinable(); });
-}
-
 void InvalidationQueue::push(Event event) {
   {
     std::lock_guard lock(mutex_);
@@ -70,14 +65,10 @@ void InvalidationQueue::run() {
     if (stopping_) break;
     const auto event = std::move(events_.front());
     events_.pop_front();
-    busy_ = true;
     lock.unlock();
     send(event);
     lock.lock();
-    busy_ = false;
-    if (events_.empty()) done_.notify_all();
   }
-  done_.notify_all();
 }
 
 void InvalidationQueue::send(const Event& event) {

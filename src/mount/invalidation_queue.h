@@ -33,9 +33,6 @@ class InvalidationQueue : public replica::ReplicaObserver {
   // The kernel's name `name` in `parent`, and its contents of `key`, are out of date.
   void replaced(replica::ItemKey parent, const std::string& name, replica::ItemKey key);
 
-  // Waits until everything queued so far was sent.
-  void flush();
-
  private:
   struct Event {
     enum class Kind { added, changed, removed, replaced } kind;
@@ -59,9 +56,7 @@ class InvalidationQueue : public replica::ReplicaObserver {
   fuse_session* session_ = nullptr;
   std::mutex mutex_;
   std::condition_variable wake_;
-  std::condition_variable done_;
   std::deque<Event> events_;
-  bool busy_ = false;
   bool stopping_ = false;
   std::thread thread_;
 };

@@ -91,6 +91,14 @@ TEST_F(MountSemantics, RenameFlagsAndEditorsRenameOver) {
   EXPECT_FALSE(serviceId("Alex Morgan/Documents/Fresh.md"));
 }
 
+TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  service().injectFault("*/content", reference::Fault::dropped(), 20, "GET");
+  EXPECT_EQ(failure(::open(at(notes).c_str(), O_RDONLY)), EIO);
+  service().clearFaults();
+  EXPECT_EQ(drive::testing::readText(notes), "# Notes\n\n- call the printer\n- book the venue\n");
+}
+
 TEST_F(MountSemantics, AnUnlinkedFileStaysReadableWhileOpen) {
   const auto notes = drive("Alex Morgan/Documents/Notes.md");
   const int fd = ::open(at(notes).c_str(), O_RDONLY);
