@@ -217,6 +217,25 @@ upload_memory() {
   awk -v k="$(median "${kib[@]}")" 'BEGIN { printf "%.1f", k / 1024 }'
 }
 
+# The replica, in a fresh state and cache directory for every run.
+fresh_replica() {
+  rm -rf "$work/state" "$work/cache"
+  export XDG_STATE_HOME=$work/state XDG_CACHE_HOME=$work/cache
+}
+replica_list() { "$bin/bench-replica" list Bench/Large >"$work/replica-list.out"; }
+check_replica_list() { [ "$(head -n 1 "$work/replica-list.out")" = "100000 item(s)" ]; }
+replica_memory() { awk '/^resident/ { print $2 }' "$work/replica-list.out"; }
+
+replica_creates() { "$bin/bench-replica" create Bench/Uploads "$small_requests"; }
+shell_creates() { "$bin/pralodrive" shell <"$work/creates.txt" >"$work/creates.out"; }
+make_creates() {
+  local i
+  head -c 4096 /dev/urandom >"$work/4k.bin"
+  for ((i = 0; i < small_requests; i++)); do
+    echo "create node:${node[uploads]} \"Shell $i.bin\" --file $work/4k.bin"
+  done >"$work/creates.txt"
+}
+
 # check NAME CONDITION...: a figure only counts when both sides did the whole job.
 check() {
   local name=$1
@@ -257,6 +276,16 @@ main() {
   record "upload a 512 MiB file" "$provider_s" "$reference_s" 1.3 s
 
   record "peak resident memory of the upload" "$(upload_memory)" null 64 MiB
+
+  make_creates
+  compare replica_list provider_list fresh_replica
+  check replica_list check_replica_list
+  record "list 100,000 children into the replica" "$provider_s" "$reference_s" 1.5 s
+  fresh_replica
+  replica_list
+  record "replica resident memory after it" "$(replica_memory)" null 64 MiB
+  compare replica_creates shell_creates fresh_replica
+  record "drain 1,000 queued 4 KiB creates" "$provider_s" "$reference_s" 1.5 s
 
   print_table
   write_json

@@ -9,6 +9,8 @@
 #include "cli/demo.h"
 #include "cli/global_options.h"
 #include "cli/human_output.h"
+#include "cli/mount_commands.h"
+#include "cli/replica_commands.h"
 #include "cli/shell.h"
 #include "platform/task_runner.h"
 #include "platform/utf8.h"
@@ -160,11 +162,15 @@ void addActionCommand(CLI::App& app, ParsedRequest& chosen) {
   };
   auto* action = app.add_subcommand("action", "perform a Finder action on items");
   auto args = freshArguments<Action>(action);
-  action->add_option("ACTION_ID", args->id)->required();
-  action->add_option("ID", args->items);
+  action
+      ->add_option("ACTION_ID", args->id,
+                   "an action identifier or offline, online, open, send-copy, request, history")
+      ->required();
+  action->add_option("ID", args->items, "item identifiers, or paths in a mounted drive");
   action->callback([&chosen, args] {
-    chosen = {[args = *args](PlatformHost& host) { return host.action(args.id, args.items); },
-              "action"};
+    chosen = {
+        [args = *args](PlatformHost& host) { return performAction(host, args.id, args.items); },
+        "action"};
   });
 }
 
@@ -251,6 +257,10 @@ int runCommandLine(int argc, char** argv) {
   app.add_subcommand("shell", "run commands from standard input in one process")->callback([&] {
     mode = Mode::shell;
   });
+  ReplicaCommand replicaCommand;
+  addReplicaCommands(app, replicaCommand);
+  MountCommand mountCommand;
+  addMountCommands(app, mountCommand);
   bool keep = false;
   auto* demo = app.add_subcommand("demo", "walk through the provider against a local service");
   demo->add_flag("--keep", keep, "leave the service running afterwards, until Ctrl-C");
@@ -267,6 +277,11 @@ int runCommandLine(int argc, char** argv) {
     return reportUsage(*text, globals.json);
   if (mode == Mode::demo) return runDemo({keep}, std::cout);
   FileProviderExtension::removeLeftovers();
+  if (mountCommand.chosen())
+    return runMountCommand(mountCommand, globals.json, std::cout, std::cerr);
+  if (replicaCommand.which != ReplicaCommand::Which::none) {
+    return runReplicaCommand(replicaCommand, globals.json, std::cout, std::cerr);
+  }
   FileProviderExtension extension({"eu.vantrel.drive", "PraloDrive"});
   PlatformHost host(extension, extension, extension);
   int status = 0;

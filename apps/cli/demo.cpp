@@ -7,6 +7,7 @@
 #include "cli/demo_sandbox.h"
 #include "cli/demo_walk.h"
 #include "extension/file_provider_extension.h"
+#include "cli/mount_demo.h"
 #include "reference/stop_signals.h"
 
 namespace drive::cli {
@@ -46,6 +47,13 @@ int runDemo(const DemoOptions& options, std::ostream& out) {
   if (options.keep) stopSignals.emplace();
   try {
     DemoSandbox sandbox;
+    if (std::filesystem::exists("/dev/fuse")) {
+      std::function<void()> keep;
+      if (options.keep) keep = [&stopSignals] { stopSignals->wait(); };
+      return runMountDemo(sandbox, out, keep) ? 0 : 1;
+    }
+    out << "FUSE is not available here (no /dev/fuse): the drive cannot be mounted, so this\n"
+        << "demo makes the platform's requests one by one instead.\n\n";
     const bool expected = walk(sandbox, out);
     if (options.keep) {
       printHowToCarryOn(sandbox, out);

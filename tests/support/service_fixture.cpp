@@ -36,6 +36,18 @@ void ServiceTest::TearDown() {
   DriveTest::TearDown();
 }
 
+std::map<std::string, std::string> ServiceTest::childEnvironment() {
+  return {{"PRALODRIVE_API_BASE", service_->baseURL()},
+          {"PRALODRIVE_COMPANION", service_->companionURL()},
+          {"PRALODRIVE_CONTAINER", container().string()},
+          {"HOME", (root() / "home").string()},
+          {"XDG_DATA_HOME", (root() / "data").string()},
+          {"XDG_CONFIG_HOME", (root() / "config").string()},
+          {"XDG_STATE_HOME", (root() / "state").string()},
+          {"XDG_CACHE_HOME", (root() / "cache").string()},
+          {"TMPDIR", (root() / "tmp").string()}};
+}
+
 std::string ServiceTest::idOf(const std::string& path) {
   auto node = service_->tree().nodeAt(path);
   if (!node) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -32,6 +33,10 @@ class ServiceTest : public DriveTest {
   fp::BlockingCalls::EnumerationReply changes(const std::string& identifier);
   // The filenames of a listing, in order.
   std::vector<std::string> names(const fp::BlockingCalls::EnumerationReply& reply);
+
+  // The environment of a `pralodrive` child process on this test's service, container and
+  // directories.
+  std::map<std::string, std::string> childEnvironment();
 
   // How many requests with this method reached paths matching `pattern` (fnmatch).
   int requestCount(const std::string& method, const std::string& pattern);

@@ -1,0 +1,325 @@
+#include "mount/drive_file_system.h"
+
+#include <sys/xattr.h>
+
+#include <cerrno>
+#include <vector>
+
+#include "mount/item_xattrs.h"
+#include "mount/mount_log.h"
+
+namespace drive::mount {
+namespace {
+
+using replica::ReplicaError;
+
+DriveFileSystem& fileSystemOf(fuse_req_t request) {
+  return *static_cast<DriveFileSystem*>(fuse_req_userdata(request));
+}
+
+// Runs one request's body; a failure becomes its errno, and a provider's failure is logged
+// with the provider's own words.
+template <class Body>
+void handle(fuse_req_t request, const char* what, Body body) {
+  FuseReply reply(request, what);
+  try {
+    body(fileSystemOf(request), reply);
+  } catch (const ReplicaError& error) {
+    if (error.kind() == ReplicaError::Kind::failed) {
+      mountLog().error(std::string(what) + ": " + error.what());
+    }
+    reply.error(errnoOf(error));
+  } catch (const std::exception& error) {
+    mountLog().error(std::string(what) + ": " + error.what());
+    reply.error(EIO);
+  }
+}
+
+void answerErrno(fuse_req_t request, int error) {
+  fuse_reply_err(request, error);
+}
+
+// A directory listing as it was at opendir, so that offsets stay meaningful.
+struct DirectorySnapshot {
+  replica::ItemKey self = replica::kNoKey;
+  replica::ItemKey parent = replica::kNoKey;
+  std::vector<replica::ItemInfo> children;
+};
+
+fuse_lowlevel_ops makeOperations() {
+  fuse_lowlevel_ops ops{};
+  ops.init = [](void*, fuse_conn_info* conn) {
+    conn->want &= ~FUSE_CAP_READDIRPLUS_AUTO;
+    conn->want |= conn->capable & (FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE);
+    conn->max_write = 1 << 20;
+    conn->max_readahead = 1 << 20;
+  };
+  ops.lookup = [](fuse_req_t r, fuse_ino_t parent, const char* name) {
+    handle(r, "lookup", [&](auto& fs, auto& reply) { fs.lookup(reply, parent, name); });
+  };
+  ops.getattr = [](fuse_req_t r, fuse_ino_t ino, fuse_file_info* fi) {
+    handle(r, "getattr", [&](auto& fs, auto& reply) { fs.getattr(reply, ino, fi); });
+  };
+  ops.setattr = [](fuse_req_t r, fuse_ino_t ino, struct stat* attr, int toSet, fuse_file_info* fi) {
+    handle(r, "setattr", [&](auto& fs, auto& reply) { fs.setattr(reply, ino, *attr, toSet, fi); });
+  };
+  ops.opendir = [](fuse_req_t r, fuse_ino_t ino, fuse_file_info* fi) {
+    handle(r, "opendir", [&](auto& fs, auto& reply) { fs.opendir(reply, ino, fi); });
+  };
+  ops.readdir = [](fuse_req_t r, fuse_ino_t ino, size_t size, off_t off, fuse_file_info* fi) {
+    handle(r, "readdir",
+           [&](auto& fs, auto& reply) { fs.readdir(reply, ino, size, off, fi, false); });
+  };
+  ops.readdirplus = [](fuse_req_t r, fuse_ino_t ino, size_t size, off_t off, fuse_file_info* fi) {
+    handle(r, "readdirplus",
+           [&](auto& fs, auto& reply) { fs.readdir(reply, ino, size, off, fi, true); });
+  };
+  ops.releasedir = [](fuse_req_t r, fuse_ino_t, fuse_file_info* fi) {
+    handle(r, "releasedir", [&](auto& fs, auto& reply) { fs.releasedir(reply, fi); });
+  };
+  ops.statfs = [](fuse_req_t r, fuse_ino_t) {
+    handle(r, "statfs", [&](auto& fs, auto& reply) { fs.statfs(reply); });
+  };
+  ops.open = [](fuse_req_t r, fuse_ino_t ino, fuse_file_info* fi) {
+    handle(r, "open", [&](auto& fs, auto& reply) { fs.open(reply, ino, fi); });
+  };
+  ops.create = [](fuse_req_t r, fuse_ino_t parent, const char* name, mode_t, fuse_file_info* fi) {
+    handle(r, "create", [&](auto& fs, auto& reply) { fs.create(reply, parent, name, fi); });
+  };
+  ops.read = [](fuse_req_t r, fuse_ino_t, size_t size, off_t off, fuse_file_info* fi) {
+    handle(r, "read", [&](auto& fs, auto& reply) { fs.read(reply, size, off, fi); });
+  };
+  ops.write = [](fuse_req_t r, fuse_ino_t, const char* buf, size_t size, off_t off,
+                 fuse_file_info* fi) {
+    handle(r, "write", [&](auto& fs, auto& reply) { fs.write(reply, buf, size, off, fi); });
+  };
+  ops.flush = [](fuse_req_t r, fuse_ino_t, fuse_file_info* fi) {
+    handle(r, "flush", [&](auto& fs, auto& reply) { fs.flush(reply, fi); });
+  };
+  ops.fsync = [](fuse_req_t r, fuse_ino_t, int, fuse_file_info* fi) {
+    handle(r, "fsync", [&](auto& fs, auto& reply) { fs.flush(reply, fi); });
+  };
+  ops.release = [](fuse_req_t r, fuse_ino_t, fuse_file_info* fi) {
+    handle(r, "release", [&](auto& fs, auto& reply) { fs.release(reply, fi); });
+  };
+  ops.mkdir = [](fuse_req_t r, fuse_ino_t parent, const char* name, mode_t) {
+    handle(r, "mkdir", [&](auto& fs, auto& reply) { fs.mkdir(reply, parent, name); });
+  };
+  ops.unlink = [](fuse_req_t r, fuse_ino_t parent, const char* name) {
+    handle(r, "unlink", [&](auto& fs, auto& reply) { fs.unlink(reply, parent, name, false); });
+  };
+  ops.rmdir = [](fuse_req_t r, fuse_ino_t parent, const char* name) {
+    handle(r, "rmdir", [&](auto& fs, auto& reply) { fs.unlink(reply, parent, name, true); });
+  };
+  ops.rename = [](fuse_req_t r, fuse_ino_t parent, const char* name, fuse_ino_t newParent,
+                  const char* newName, unsigned int flags) {
+    handle(r, "rename", [&](auto& fs, auto& reply) {
+      fs.rename(reply, parent, name, newParent, newName, flags);
+    });
+  };
+  ops.getxattr = [](fuse_req_t r, fuse_ino_t ino, const char* name, size_t size) {
+    // Asked for every entry `ls -l` shows: names that are not ours need no item.
+    if (!std::string_view(name).starts_with(kXattrPrefix)) return answerErrno(r, ENODATA);
+    handle(r, "getxattr", [&](auto& fs, auto& reply) { fs.getxattr(reply, ino, name, size); });
+  };
+  ops.listxattr = [](fuse_req_t r, fuse_ino_t ino, size_t size) {
+    handle(r, "listxattr", [&](auto& fs, auto& reply) { fs.listxattr(reply, ino, size); });
+  };
+  ops.setxattr = [](fuse_req_t r, fuse_ino_t ino, const char* name, const char* value, size_t size,
+                    int) {
+    handle(r, "setxattr",
+           [&](auto& fs, auto& reply) { fs.setxattr(reply, ino, name, std::string(value, size)); });
+  };
+  ops.removexattr = [](fuse_req_t r, fuse_ino_t, const char*) { answerErrno(r, ENOTSUP); };
+  // What a cloud drive has no notion of, refused as file systems without it do.
+  ops.link = [](fuse_req_t r, fuse_ino_t, fuse_ino_t, const char*) { answerErrno(r, EPERM); };
+  ops.symlink = [](fuse_req_t r, const char*, fuse_ino_t, const char*) { answerErrno(r, EPERM); };
+  ops.mknod = [](fuse_req_t r, fuse_ino_t, const char*, mode_t, dev_t) { answerErrno(r, EPERM); };
+  return ops;
+}
+
+}  // namespace
+
+int errnoOf(const ReplicaError& error) {
+  switch (error.kind()) {
+    case ReplicaError::Kind::notFound:
+      return ENOENT;
+    case ReplicaError::Kind::exists:
+      return EEXIST;
+    case ReplicaError::Kind::notFolder:
+      return ENOTDIR;
+    case ReplicaError::Kind::isFolder:
+      return EISDIR;
+    case ReplicaError::Kind::notEmpty:
+      return ENOTEMPTY;
+    case ReplicaError::Kind::refused:
+      return EACCES;
+    case ReplicaError::Kind::unsupported:
+      return EPERM;
+    case ReplicaError::Kind::failed:
+      break;
+  }
+  return EIO;
+}
+
+const fuse_lowlevel_ops& DriveFileSystem::operations() {
+  static const fuse_lowlevel_ops ops = makeOperations();
+  return ops;
+}
+
+DriveFileSystem::DriveFileSystem(replica::Replica& replica, Owner owner)
+    : replica_(replica),
+      owner_(owner),
+      invalidations_(std::make_shared<InvalidationQueue>(replica, names_, files_)) {
+  replica_.addObserver(invalidations_);
+}
+
+DriveFileSystem::~DriveFileSystem() {
+  replica_.removeObserver(invalidations_);
+  invalidations_->stop();
+}
+
+replica::ItemInfo DriveFileSystem::existing(fuse_ino_t ino) {
+  auto info = replica_.item(names_.resolve(ino));
+  if (!info) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  return *info;
+}
+
+replica::ItemInfo DriveFileSystem::childOf(fuse_ino_t parent, const std::string& name) {
+  auto info = replica_.child(names_.resolve(parent), name);
+  if (!info) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  return *info;
+}
+
+struct stat DriveFileSystem::attributes(const replica::ItemInfo& info) const {
+  auto result = attributesOf(info, owner_);
+  if (const auto written = files_.writtenSize(info.key)) {
+    result.st_size = *written;
+    result.st_blocks = (*written + 511) / 512;
+  }
+  return result;
+}
+
+fuse_entry_param DriveFileSystem::entry(const replica::ItemInfo& info) {
+  names_.told(info.key, info.parent, info.filename);
+  fuse_entry_param param{};
+  param.ino = info.key;
+  param.generation = 1;
+  param.attr = attributes(info);
+  param.attr_timeout = kCacheTimeout;
+  param.entry_timeout = kCacheTimeout;
+  return param;
+}
+
+void DriveFileSystem::replyEntry(FuseReply& reply, const replica::ItemInfo& info) {
+  const auto param = entry(info);
+  reply([&](fuse_req_t r) { return fuse_reply_entry(r, &param); });
+}
+
+void DriveFileSystem::lookup(FuseReply& reply, fuse_ino_t parent, const std::string& name) {
+  const auto info = replica_.child(names_.resolve(parent), name);
+  if (info) return replyEntry(reply, *info);
+  // Remembered by the kernel until an added item drops it.
+  fuse_entry_param negative{};
+  negative.entry_timeout = kCacheTimeout;
+  reply([&](fuse_req_t r) { return fuse_reply_entry(r, &negative); });
+}
+
+void DriveFileSystem::getattr(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
+  auto info = replica_.item(names_.resolve(ino));
+  std::shared_ptr<OpenFile> open;
+  if (!info && fi) open = files_.find(fi->fh);
+  if (!info && !open) open = files_.anyOf(names_.resolve(ino));
+  if (!info && !open) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  auto result = attributes(info ? *info : open->info);
+  // An unlinked file still open: readable until closed, linked nowhere.
+  if (!info) result.st_nlink = 0;
+  reply([&](fuse_req_t r) { return fuse_reply_attr(r, &result, kCacheTimeout); });
+}
+
+void DriveFileSystem::opendir(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
+  const auto info = existing(ino);
+  if (!info.isFolder) throw ReplicaError(ReplicaError::Kind::notFolder, "Not a folder.");
+  auto snapshot = std::make_unique<DirectorySnapshot>();
+  snapshot->self = info.key;
+  snapshot->parent = info.parent == replica::kNoKey ? info.key : info.parent;
+  snapshot->children = replica_.children(info.key);
+  fi->fh = reinterpret_cast<std::uint64_t>(snapshot.release());
+  reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
+}
+
+void DriveFileSystem::readdir(FuseReply& reply, fuse_ino_t, size_t size, off_t offset,
+                              fuse_file_info* fi, bool plus) {
+  const auto& snapshot = *reinterpret_cast<DirectorySnapshot*>(fi->fh);
+  std::vector<char> buffer(size);
+  size_t used = 0;
+  const auto total = static_cast<off_t>(snapshot.children.size()) + 2;
+  for (auto next = offset; next < total; ++next) {
+    const char* name = next == 0 ? "." : "..";
+    fuse_entry_param param{};
+    if (next < 2) {
+      param.attr.st_ino = next == 0 ? snapshot.self : snapshot.parent;
+      param.attr.st_mode = S_IFDIR;
+    } else {
+      const auto& child = snapshot.children[static_cast<size_t>(next - 2)];
+      name = child.filename.c_str();
+      param = entry(child);
+    }
+    auto* at = buffer.data() + used;
+    const auto room = size - used;
+    const auto needed = plus ? fuse_add_direntry_plus(nullptr, at, room, name, &param, next + 1)
+                             : fuse_add_direntry(nullptr, at, room, name, &param.attr, next + 1);
+    if (needed > room) break;
+    used += needed;
+  }
+  reply([&](fuse_req_t r) { return fuse_reply_buf(r, buffer.data(), used); });
+}
+
+void DriveFileSystem::releasedir(FuseReply& reply, fuse_file_info* fi) {
+  delete reinterpret_cast<DirectorySnapshot*>(fi->fh);
+  reply.error(0);
+}
+
+void DriveFileSystem::statfs(FuseReply& reply) {
+  const auto usage = replica_.usage();
+  constexpr std::uint64_t kBlock = 4096;
+  struct statvfs result {};
+  result.f_bsize = kBlock;
+  result.f_frsize = kBlock;
+  result.f_blocks = usage.limit / kBlock;
+  result.f_bfree = usage.limit > usage.used ? (usage.limit - usage.used) / kBlock : 0;
+  result.f_bavail = result.f_bfree;
+  result.f_files = 1u << 30;
+  result.f_ffree = result.f_files;
+  result.f_namemax = 255;
+  reply([&](fuse_req_t r) { return fuse_reply_statfs(r, &result); });
+}
+
+void DriveFileSystem::replyBuffer(FuseReply& reply, const std::string& value, size_t size) {
+  if (size == 0) return reply([&](fuse_req_t r) { return fuse_reply_xattr(r, value.size()); });
+  if (size < value.size()) return reply.error(ERANGE);
+  reply([&](fuse_req_t r) { return fuse_reply_buf(r, value.data(), value.size()); });
+}
+
+void DriveFileSystem::getxattr(FuseReply& reply, fuse_ino_t ino, const std::string& name,
+                               size_t size) {
+  const auto value = xattrValue(replica_, existing(ino), name);
+  if (!value) return reply.error(ENODATA);
+  replyBuffer(reply, *value, size);
+}
+
+void DriveFileSystem::listxattr(FuseReply& reply, fuse_ino_t ino, size_t size) {
+  existing(ino);
+  replyBuffer(reply, xattrNames(), size);
+}
+
+void DriveFileSystem::setxattr(FuseReply& reply, fuse_ino_t ino, const std::string& name,
+                               const std::string& value) {
+  if (name != kActionXattr) {
+    return reply.error(std::string_view(name).starts_with(kXattrPrefix) ? EACCES : ENOTSUP);
+  }
+  performNamedAction(replica_, existing(ino).key, value);
+  reply.error(0);
+}
+
+}  // namespace drive::mount

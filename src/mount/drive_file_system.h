@@ -1,0 +1,86 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "mount/file_attributes.h"
+#include "mount/fuse_reply.h"
+#include "mount/invalidation_queue.h"
+#include "mount/kernel_names.h"
+#include "mount/open_files.h"
+#include "replica/replica.h"
+
+namespace drive::mount {
+
+// How long the kernel keeps entries and attributes: long, because the invalidation queue
+// tells it of every change it did not make itself.
+inline constexpr double kCacheTimeout = 300.0;
+
+// The drive as a libfuse low-level file system: inodes are the replica's item keys, contents
+// are the content store's copies, and every change is handed to the replica, which answers
+// at once and carries it to the service later.
+class DriveFileSystem {
+ public:
+  DriveFileSystem(replica::Replica& replica, Owner owner);
+  ~DriveFileSystem();
+
+  // The operations table; each request's userdata must be this object.
+  static const fuse_lowlevel_ops& operations();
+
+  InvalidationQueue& invalidations() { return *invalidations_; }
+  // Hands every write not yet handed over to the replica (before an unmount).
+  void flushOpenFiles();
+
+  // --- Requests, each answering `reply` exactly once (the guard sees to that on a throw).
+  void lookup(FuseReply& reply, fuse_ino_t parent, const std::string& name);
+  void getattr(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi);
+  void setattr(FuseReply& reply, fuse_ino_t ino, const struct stat& attributes, int toSet,
+               fuse_file_info* fi);
+  void opendir(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi);
+  void readdir(FuseReply& reply, fuse_ino_t ino, size_t size, off_t offset, fuse_file_info* fi,
+               bool plus);
+  void releasedir(FuseReply& reply, fuse_file_info* fi);
+  void statfs(FuseReply& reply);
+
+  void open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi);
+  void create(FuseReply& reply, fuse_ino_t parent, const std::string& name, fuse_file_info* fi);
+  void read(FuseReply& reply, size_t size, off_t offset, fuse_file_info* fi);
+  void write(FuseReply& reply, const char* data, size_t size, off_t offset, fuse_file_info* fi);
+  void flush(FuseReply& reply, fuse_file_info* fi);
+  void release(FuseReply& reply, fuse_file_info* fi);
+
+  void mkdir(FuseReply& reply, fuse_ino_t parent, const std::string& name);
+  void unlink(FuseReply& reply, fuse_ino_t parent, const std::string& name, bool folder);
+  void rename(FuseReply& reply, fuse_ino_t parent, const std::string& name, fuse_ino_t newParent,
+              const std::string& newName, unsigned int flags);
+
+  void getxattr(FuseReply& reply, fuse_ino_t ino, const std::string& name, size_t size);
+  void listxattr(FuseReply& reply, fuse_ino_t ino, size_t size);
+  void setxattr(FuseReply& reply, fuse_ino_t ino, const std::string& name,
+                const std::string& value);
+
+ private:
+  // The item behind an inode (after a save by rename, the original it replaced).
+  replica::ItemInfo existing(fuse_ino_t ino);
+  replica::ItemInfo childOf(fuse_ino_t parent, const std::string& name);
+  struct stat attributes(const replica::ItemInfo& info) const;
+  fuse_entry_param entry(const replica::ItemInfo& info);
+  void replyEntry(FuseReply& reply, const replica::ItemInfo& info);
+  void replyBuffer(FuseReply& reply, const std::string& value, size_t size);
+  // Hands a handle's writes to the replica; an item removed meanwhile has nothing to hand.
+  void handOver(OpenFile& file);
+  void truncate(const replica::ItemInfo& info, off_t size, fuse_file_info* fi);
+  void openHandle(fuse_file_info* fi, const replica::ItemInfo& info, int flags);
+  void renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target);
+
+  replica::Replica& replica_;
+  Owner owner_;
+  KernelNames names_;
+  OpenFiles files_;
+  std::shared_ptr<InvalidationQueue> invalidations_;
+};
+
+// How a replica failure reaches a program.
+int errnoOf(const replica::ReplicaError& error);
+
+}  // namespace drive::mount

@@ -1,0 +1,40 @@
+#include "mount/file_attributes.h"
+
+#include <chrono>
+
+namespace drive::mount {
+namespace {
+
+timespec timespecOf(const std::optional<fp::Date>& date) {
+  if (!date) return {};
+  const auto since = date->time_since_epoch();
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
+  const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds);
+  return {static_cast<time_t>(seconds.count()), static_cast<long>(nanoseconds.count())};
+}
+
+mode_t modeOf(const replica::ItemInfo& info) {
+  const bool writable = info.may(fp::ItemCapability::writing);
+  if (info.isFolder) return S_IFDIR | (writable ? 0755 : 0555);
+  return S_IFREG | (writable ? 0644 : 0444);
+}
+
+}  // namespace
+
+struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner) {
+  struct stat attributes {};
+  attributes.st_ino = info.key;
+  attributes.st_mode = modeOf(info);
+  attributes.st_nlink = info.isFolder ? 2 : 1;
+  attributes.st_uid = owner.uid;
+  attributes.st_gid = owner.gid;
+  attributes.st_size = info.isFolder ? 0 : info.size;
+  attributes.st_blksize = 4096;
+  attributes.st_blocks = (attributes.st_size + 511) / 512;
+  attributes.st_mtim = timespecOf(info.modified);
+  attributes.st_ctim = attributes.st_mtim;
+  attributes.st_atim = attributes.st_mtim;
+  return attributes;
+}
+
+}  // namespace drive::mount

@@ -1,0 +1,157 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "mount/drive_file_system.h"
+
+namespace drive::mount {
+namespace {
+
+using replica::ReplicaError;
+
+void checkWritable(const replica::ItemInfo& info) {
+  if (!info.may(fp::ItemCapability::writing)) {
+    throw ReplicaError(ReplicaError::Kind::refused, info.filename + " is read-only.");
+  }
+}
+
+void checkOpenable(const replica::ItemInfo& info) {
+  if (info.isFolder) throw ReplicaError(ReplicaError::Kind::isFolder, "This is a folder.");
+  // Documents of the service's own app stay in the cloud; their web link is an attribute.
+  if (info.syncMode == "pralo") {
+    throw ReplicaError(ReplicaError::Kind::refused, info.filename + " opens in PRALO only.");
+  }
+}
+
+int openOrThrow(const std::filesystem::path& path, int flags) {
+  const int fd = ::open(path.c_str(), flags | O_CLOEXEC);
+  if (fd < 0) {
+    throw ReplicaError(ReplicaError::Kind::failed, "cannot open the local copy " + path.string() +
+                                                       ": " +
+                                                       std::generic_category().message(errno));
+  }
+  return fd;
+}
+
+}  // namespace
+
+void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& opened, int flags) {
+  const bool writable = (flags & O_ACCMODE) != O_RDONLY;
+  const auto path = writable ? replica_.writableCopy(opened.key) : replica_.contents(opened.key);
+  auto file = std::make_shared<OpenFile>();
+  file->key = opened.key;
+  file->writable = writable;
+  file->fd = openOrThrow(path, writable ? O_RDWR : O_RDONLY);
+  // The download may have brought a newer version than the one the kernel was shown.
+  file->info = replica_.item(opened.key).value_or(opened);
+  if (writable && (flags & O_TRUNC)) {
+    file->dirty = ::ftruncate(file->fd, 0) == 0;
+  }
+  fi->keep_cache = files_.keepCache(file->key, file->info.contentVersion) ? 1 : 0;
+  fi->fh = files_.add(std::move(file));
+}
+
+void DriveFileSystem::open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
+  const auto info = existing(ino);
+  checkOpenable(info);
+  if ((fi->flags & O_ACCMODE) != O_RDONLY) checkWritable(info);
+  openHandle(fi, info, fi->flags);
+  reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
+}
+
+void DriveFileSystem::create(FuseReply& reply, fuse_ino_t parent, const std::string& name,
+                             fuse_file_info* fi) {
+  const auto folder = existing(parent);
+  checkWritable(folder);
+  const auto created = replica_.createFile(folder.key, name);
+  openHandle(fi, created, O_RDWR);
+  const auto param = entry(created);
+  reply([&](fuse_req_t r) { return fuse_reply_create(r, &param, fi); });
+}
+
+void DriveFileSystem::read(FuseReply& reply, size_t size, off_t offset, fuse_file_info* fi) {
+  const auto file = files_.find(fi->fh);
+  if (!file) return reply.error(EBADF);
+  // Straight from the content file, spliced where the kernel allows.
+  fuse_bufvec buffer = FUSE_BUFVEC_INIT(size);
+  buffer.buf[0].flags = static_cast<fuse_buf_flags>(FUSE_BUF_IS_FD | FUSE_BUF_FD_SEEK);
+  buffer.buf[0].fd = file->fd;
+  buffer.buf[0].pos = offset;
+  reply([&](fuse_req_t r) {
+    return fuse_reply_data(r, &buffer, static_cast<fuse_buf_copy_flags>(FUSE_BUF_SPLICE_MOVE));
+  });
+}
+
+void DriveFileSystem::write(FuseReply& reply, const char* data, size_t size, off_t offset,
+                            fuse_file_info* fi) {
+  const auto file = files_.find(fi->fh);
+  if (!file || !file->writable) return reply.error(EBADF);
+  const auto written = ::pwrite(file->fd, data, size, offset);
+  if (written < 0) return reply.error(errno);
+  file->dirty = true;
+  reply([&](fuse_req_t r) { return fuse_reply_write(r, static_cast<size_t>(written)); });
+}
+
+void DriveFileSystem::handOver(OpenFile& file) {
+  if (!file.dirty) return;
+  file.dirty = false;
+  try {
+    replica_.contentsChanged(file.key);
+  } catch (const ReplicaError& error) {
+    if (error.kind() != ReplicaError::Kind::notFound) throw;
+  }
+}
+
+// Every close(2) flushes, and a program counts its data written once close returns: so the
+// replica gets the contents here, not at the release that may come later.
+void DriveFileSystem::flush(FuseReply& reply, fuse_file_info* fi) {
+  if (const auto file = files_.find(fi->fh)) handOver(*file);
+  reply.error(0);
+}
+
+void DriveFileSystem::release(FuseReply& reply, fuse_file_info* fi) {
+  const auto file = files_.release(fi->fh);
+  if (file) {
+    ::close(file->fd);
+    file->fd = -1;
+    handOver(*file);
+  }
+  reply.error(0);
+}
+
+void DriveFileSystem::flushOpenFiles() {
+  files_.forEach([this](OpenFile& file) { handOver(file); });
+}
+
+void DriveFileSystem::truncate(const replica::ItemInfo& info, off_t size, fuse_file_info* fi) {
+  checkWritable(info);
+  if (const auto file = fi ? files_.find(fi->fh) : nullptr; file && file->writable) {
+    if (::ftruncate(file->fd, size) != 0) throw std::system_error(errno, std::generic_category());
+    file->dirty = true;
+    return;
+  }
+  const auto path = replica_.writableCopy(info.key);
+  if (::truncate(path.c_str(), size) != 0) throw std::system_error(errno, std::generic_category());
+  replica_.contentsChanged(info.key);
+}
+
+void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct stat& wanted,
+                              int toSet, fuse_file_info* fi) {
+  auto info = existing(ino);
+  if ((toSet & FUSE_SET_ATTR_UID && wanted.st_uid != owner_.uid) ||
+      (toSet & FUSE_SET_ATTR_GID && wanted.st_gid != owner_.gid)) {
+    return reply.error(EPERM);
+  }
+  if (toSet & FUSE_SET_ATTR_SIZE) {
+    checkOpenable(info);
+    truncate(info, wanted.st_size, fi);
+    info = existing(ino);
+  }
+  // Modes and times stay the drive's own, as on file systems without them.
+  const auto result = attributes(info);
+  reply([&](fuse_req_t r) { return fuse_reply_attr(r, &result, kCacheTimeout); });
+}
+
+}  // namespace drive::mount

@@ -1,0 +1,76 @@
+#include <linux/fs.h>
+
+#include <cerrno>
+
+#include "mount/drive_file_system.h"
+
+namespace drive::mount {
+namespace {
+
+using replica::ReplicaError;
+
+void require(bool allowed, const std::string& refusal) {
+  if (!allowed) throw ReplicaError(ReplicaError::Kind::refused, refusal);
+}
+
+}  // namespace
+
+void DriveFileSystem::mkdir(FuseReply& reply, fuse_ino_t parent, const std::string& name) {
+  const auto folder = existing(parent);
+  require(folder.may(fp::ItemCapability::writing), folder.filename + " is read-only.");
+  replyEntry(reply, replica_.createFolder(folder.key, name));
+}
+
+void DriveFileSystem::unlink(FuseReply& reply, fuse_ino_t parent, const std::string& name,
+                             bool folder) {
+  const auto info = childOf(parent, name);
+  if (folder && !info.isFolder) return reply.error(ENOTDIR);
+  if (!folder && info.isFolder) return reply.error(EISDIR);
+  require(info.may(fp::ItemCapability::deleting), info.filename + " cannot be deleted.");
+  // A folder never listed may still hold items on the service.
+  if (folder && !replica_.children(info.key).empty()) return reply.error(ENOTEMPTY);
+  replica_.remove(info.key);
+  reply.error(0);
+}
+
+void DriveFileSystem::renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target) {
+  require(target.may(fp::ItemCapability::writing), target.filename + " is read-only.");
+  replica_.replace(source.key, target.key);
+  // The store's file moved with its inode: handles still writing it now write the original.
+  files_.rekey(source.key, target.key);
+  names_.alias(source.key, target.key);
+  invalidations_->replaced(target.parent, target.filename, target.key);
+}
+
+void DriveFileSystem::rename(FuseReply& reply, fuse_ino_t parent, const std::string& name,
+                             fuse_ino_t newParent, const std::string& newName, unsigned int flags) {
+  if (flags & RENAME_EXCHANGE || flags & ~(RENAME_NOREPLACE | RENAME_EXCHANGE)) {
+    return reply.error(EINVAL);
+  }
+  const auto source = childOf(parent, name);
+  const auto folder = existing(newParent);
+  const auto target = replica_.child(folder.key, newName);
+  if (target && target->key == source.key) return reply.error(0);
+  if (target && (flags & RENAME_NOREPLACE)) return reply.error(EEXIST);
+  if (target && source.isFolder != target->isFolder) {
+    return reply.error(source.isFolder ? ENOTDIR : EISDIR);
+  }
+  if (target && !source.isFolder) {
+    renameOver(source, *target);
+    return reply.error(0);
+  }
+  if (target) {
+    require(target->may(fp::ItemCapability::deleting), target->filename + " cannot be deleted.");
+    if (!replica_.children(target->key).empty()) return reply.error(ENOTEMPTY);
+    replica_.remove(target->key);
+  }
+  require(newName == source.filename || source.may(fp::ItemCapability::renaming),
+          source.filename + " cannot be renamed.");
+  require(folder.key == source.parent || source.may(fp::ItemCapability::reparenting),
+          source.filename + " cannot be moved.");
+  const auto moved = replica_.rename(source.key, folder.key, newName);
+  names_.told(moved.key, moved.parent, moved.filename);
+  reply.error(0);
+}
+
+}  // namespace drive::mount

@@ -1,0 +1,290 @@
+#include <algorithm>
+
+#include "platform/blocking_calls.h"
+#include "platform/environment.h"
+#include "platform/sha256.h"
+#include "replica/refusal.h"
+#include "replica/replica_log.h"
+#include "replica/sibling_names.h"
+#include "replica/sync_engine.h"
+#include "replica/transfer_progress.h"
+
+namespace drive::replica {
+namespace {
+
+namespace calls = fp::BlockingCalls;
+
+constexpr std::int64_t kLongTransfer = 8 << 20;
+
+std::string hexOf(const fp::Bytes& bytes) {
+  static const char* digits = "0123456789abcdef";
+  std::string text;
+  for (const auto byte : bytes) {
+    text += digits[byte >> 4];
+    text += digits[byte & 15];
+  }
+  return text;
+}
+
+fp::ItemPtr templateOf(const ItemInfo& item, const std::string& identifier,
+                       const std::string& parentId) {
+  return std::make_shared<fp::ItemTemplate>(
+      identifier, parentId, item.filename,
+      item.isFolder ? fp::UniformType::folder() : fp::UniformType::data());
+}
+
+}  // namespace
+
+std::int64_t SyncEngine::nowMs() const {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+std::optional<PendingChange> SyncEngine::nextDueChange() {
+  const auto now = nowMs();
+  std::vector<ItemKey> seen;
+  for (const auto& change : store_.pending()) {
+    // A change waits for earlier changes of its item.
+    if (std::find(seen.begin(), seen.end(), change.key) != seen.end()) continue;
+    seen.push_back(change.key);
+    if (change.nextTryMs > now) continue;
+    const auto item = store_.item(change.key);
+    if (!item) {
+      store_.finishChange(change.sequence);
+      continue;
+    }
+    if (change.kind == ChangeKind::remove) return change;
+    const auto parent = store_.item(item->parent);
+    if (!parent) continue;
+    if (parent->localState == LocalState::localOnly) {
+      // Below a folder that stays on this machine, the child stays too.
+      refuseCreate(change, change.key, parent->filename + " is not synced.", true);
+      continue;
+    }
+    if (!parent->isLocal()) return change;  // else: waits for its parent's create
+  }
+  return std::nullopt;
+}
+
+bool SyncEngine::sendNextChange() {
+  std::optional<PendingChange> change;
+  {
+    Lock lock(mutex_);
+    SqlTransaction transaction(store_.connection());
+    change = nextDueChange();
+    if (change) {
+      store_.beginSending(change->sequence);
+      store_.setLocalState(change->key, LocalState::transferring);
+    }
+    transaction.commit();
+  }
+  if (!change) return false;
+  sendChange(*change);
+  return true;
+}
+
+void SyncEngine::sendChange(const PendingChange& change) {
+  ItemInfo item;
+  std::string parentId;
+  {
+    Lock lock(mutex_);
+    item = *store_.item(change.key);
+    parentId = store_.item(item.parent)->identifier;
+  }
+  try {
+    switch (change.kind) {
+      case ChangeKind::create:
+        sendCreate(change, item, parentId);
+        break;
+      case ChangeKind::modify:
+        sendModify(change, item, parentId);
+        break;
+      case ChangeKind::remove:
+        sendDelete(change, item);
+        break;
+    }
+  } catch (const fp::PlatformError& error) {
+    failChange(change, item, error);
+  } catch (const ReplicaError& error) {
+    failChange(change, item,
+               fp::PlatformError::withDescription(
+                   fp::NSCocoaErrorDomain, fp::CocoaErrorCode::fileReadUnknown, error.what()));
+  }
+}
+
+void SyncEngine::sendCreate(const PendingChange& change, const ItemInfo& item,
+                            const std::string& parentId) {
+  std::optional<fp::URL> contents;
+  if (!item.isFolder) {
+    contents_.ensure(item.key);
+    contents = contents_.pathOf(item.key);
+  }
+  // After an attempt that may have reached the service, the provider adopts what it made.
+  const fp::CreateItemOptions options =
+      change.attempts > 0 ? fp::CreateItemOption::mayAlreadyExist : 0;
+  TransferProgress progress(options_.progressFd, "Uploading", item.filename,
+                            item.isFolder ? 0 : contents_.sizeOf(item.key));
+  auto reply = calls::createItem(extension_, templateOf(item, "", parentId), contents, options);
+  if (reply.error) throw *reply.error;
+  settleChange(change, reply.item);
+}
+
+void SyncEngine::sendModify(const PendingChange& change, const ItemInfo& item,
+                            const std::string& parentId) {
+  auto fields = change.fields;
+  std::optional<fp::URL> contents;
+  if ((fields & fp::ItemField::contents) && !item.isFolder) {
+    auto service = calls::itemForIdentifier(extension_, item.identifier);
+    if (service.error) throw *service.error;
+    const auto serviceVersion = service.item->itemVersion().contentVersion;
+    fp::Bytes base;
+    {
+      Lock lock(mutex_);
+      base = store_.baseVersion(item.key);
+    }
+    const auto local = fp::SHA256::hashFile(contents_.pathOf(item.key)).value_or(fp::Bytes{});
+    const auto localHex = hexOf(local);
+    if (fp::Bytes(localHex.begin(), localHex.end()) == serviceVersion) {
+      fields &= ~fp::ItemField::contents;  // already there: a retry after our upload landed
+    } else if (serviceVersion != base) {
+      Lock lock(mutex_);
+      SqlTransaction transaction(store_.connection());
+      keepAsSibling(item.key, conflictedCopyName(item.filename, std::chrono::system_clock::now()),
+                    true);
+      transaction.commit();
+      fields &= ~fp::ItemField::contents;
+    } else {
+      contents = contents_.pathOf(item.key);
+    }
+  }
+  TransferProgress progress(options_.progressFd, "Uploading", item.filename,
+                            contents ? contents_.sizeOf(item.key) : 0);
+  auto reply = calls::modifyItem(extension_, templateOf(item, item.identifier, parentId),
+                                 fields & ~fp::ItemField::contents, contents);
+  if (reply.error) throw *reply.error;
+  settleChange(change, reply.item);
+}
+
+void SyncEngine::sendDelete(const PendingChange& change, const ItemInfo& item) {
+  auto reply = calls::deleteItem(extension_, item.identifier);
+  if (reply.error && verdictOf(*reply.error) != Verdict::gone) throw *reply.error;
+  Lock lock(mutex_);
+  SqlTransaction transaction(store_.connection());
+  for (const auto erased : store_.erase(item.key))
+    contents_.drop(erased);
+  store_.finishChange(change.sequence);
+  transaction.commit();
+}
+
+void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& reported) {
+  Lock lock(mutex_);
+  SqlTransaction transaction(store_.connection());
+  const auto key = change.key;
+  const auto info = *store_.item(key);
+  store_.finishChange(change.sequence);
+  store_.retryNow();
+  // The provider may answer with an item the replica already knows (adoption).
+  if (const auto other = store_.keyOf(reported->itemIdentifier()); other && *other != key) {
+    for (const auto erased : store_.erase(*other))
+      contents_.drop(erased);
+  }
+  store_.setIdentifier(key, reported->itemIdentifier());
+  store_.report(*reported, info.parent);
+  const bool more = store_.hasPending(key);
+  // A copy given up to a conflicted sibling is fetched again on the next read.
+  if (!info.isFolder && contents_.has(key)) {
+    store_.setCopy(key, true, contents_.sizeOf(key));
+    store_.setLocallyModified(key, more && info.locallyModified,
+                              reported->itemVersion().contentVersion);
+  }
+  store_.setLocalState(key, more ? LocalState::waiting : LocalState::inStep);
+  // A folder made here has no other children than ours.
+  if (change.kind == ChangeKind::create && info.isFolder) store_.setListed(key, {});
+  transaction.commit();
+}
+
+void SyncEngine::failChange(const PendingChange& change, const ItemInfo& item,
+                            const fp::PlatformError& error) {
+  const auto verdict = verdictOf(error);
+  const auto reason = error.localizedDescription();
+  replicaLog().info(changeKindWord(change.kind) + " of " + item.filename + ": " + reason);
+  Lock lock(mutex_);
+  SqlTransaction transaction(store_.connection());
+  if (verdict == Verdict::transient) {
+    const auto shift = std::min(change.attempts, 20);
+    const auto delay =
+        std::min<std::int64_t>(options_.maxBackoff.count(), options_.firstRetry.count() << shift);
+    store_.retryLater(change.sequence, nowMs() + delay, reason);
+    store_.setLocalState(change.key, LocalState::waiting, reason);
+  } else if (change.kind == ChangeKind::create) {
+    refuseCreate(change, change.key, reason, verdict == Verdict::excluded);
+  } else if (verdict == Verdict::excluded) {
+    store_.finishChange(change.sequence);
+    store_.setLocalState(change.key, LocalState::localOnly, "Excluded from sync.");
+  } else if (verdict == Verdict::gone) {
+    store_.finishChange(change.sequence);
+    recreateLocally(change.key);
+  } else {
+    store_.finishChange(change.sequence);
+    if ((change.fields & fp::ItemField::contents) && item.locallyModified) {
+      keepAsSibling(change.key, notSyncedName(item.filename), false);
+    }
+    transaction.commit();
+    lock.unlock();
+    undoFromService(change.key, reason);
+    return;
+  }
+  transaction.commit();
+}
+
+void SyncEngine::refuseCreate(const PendingChange& change, ItemKey key, const std::string& reason,
+                              bool excluded) {
+  store_.finishChange(change.sequence);
+  store_.setLocalState(key, LocalState::localOnly, excluded ? "Excluded from sync." : reason);
+}
+
+void SyncEngine::keepAsSibling(ItemKey key, const std::string& name, bool queueCreate) {
+  const auto info = *store_.item(key);
+  const auto sibling = store_.insertLocal(info.parent, freeName(info.parent, name), false);
+  contents_.transfer(key, sibling);
+  store_.setCopy(sibling, true, contents_.sizeOf(sibling));
+  store_.setLocallyModified(sibling, true, {});
+  if (queueCreate) {
+    store_.enqueue(sibling, ChangeKind::create, 0);
+    store_.setLocalState(sibling, LocalState::waiting);
+  } else {
+    store_.setLocalState(sibling, LocalState::localOnly, "The service refused these contents.");
+  }
+  // The item itself takes the service's contents on the next read.
+  store_.setCopy(key, false, 0);
+  store_.setLocallyModified(key, false, {});
+}
+
+void SyncEngine::undoFromService(ItemKey key, const std::string& reason) {
+  std::string identifier = identifierOf(key);
+  auto reply = calls::itemForIdentifier(extension_, identifier);
+  Lock lock(mutex_);
+  SqlTransaction transaction(store_.connection());
+  store_.setRemoved(key, false);
+  if (!reply.error) {
+    const auto parent = store_.keyOf(reply.item->parentItemIdentifier());
+    const auto current = *store_.item(key);
+    const auto outcome = store_.report(*reply.item, parent.value_or(current.parent));
+    if (outcome.copyDropped) contents_.drop(key);
+  }
+  store_.setLocalState(key, LocalState::refused, reason);
+  transaction.commit();
+}
+
+void SyncEngine::recreateLocally(ItemKey key) {
+  store_.setIdentifier(key, "local:" + std::to_string(key));
+  for (const auto& change : store_.pending()) {
+    if (change.key == key) store_.finishChange(change.sequence);
+  }
+  store_.setRemoved(key, false);
+  store_.enqueue(key, ChangeKind::create, 0);
+  store_.setLocalState(key, LocalState::waiting);
+}
+
+}  // namespace drive::replica

@@ -1,0 +1,76 @@
+#include "replica/content_store.h"
+
+#include <fstream>
+#include <system_error>
+
+#include "replica/replica_error.h"
+
+namespace drive::replica {
+namespace {
+
+[[noreturn]] void failWith(const std::string& what, const std::error_code& error) {
+  throw ReplicaError(ReplicaError::Kind::failed, what + ": " + error.message());
+}
+
+}  // namespace
+
+ContentStore::ContentStore(std::filesystem::path directory) : directory_(std::move(directory)) {
+  std::error_code error;
+  std::filesystem::create_directories(directory_, error);
+  if (error) failWith("Cannot create the content store " + directory_.string(), error);
+}
+
+std::filesystem::path ContentStore::pathOf(ItemKey key) const {
+  return directory_ / std::to_string(key);
+}
+
+void ContentStore::adopt(const std::filesystem::path& delivered, ItemKey key) {
+  const auto target = pathOf(key);
+  std::error_code error;
+  std::filesystem::rename(delivered, target, error);
+  if (!error) return;
+  // Another file system: copy next to the target first, so the name never shows half a file.
+  const auto partial = directory_ / (std::to_string(key) + ".partial");
+  std::filesystem::copy_file(delivered, partial, std::filesystem::copy_options::overwrite_existing,
+                             error);
+  if (!error) std::filesystem::rename(partial, target, error);
+  if (error) {
+    std::filesystem::remove(partial, error);
+    failWith("Cannot keep the downloaded file", error);
+  }
+  std::filesystem::remove(delivered, error);
+}
+
+void ContentStore::transfer(ItemKey from, ItemKey to) {
+  std::error_code error;
+  std::filesystem::rename(pathOf(from), pathOf(to), error);
+  if (error) failWith("Cannot move the local copy", error);
+}
+
+void ContentStore::ensure(ItemKey key) {
+  const auto path = pathOf(key);
+  if (std::filesystem::exists(path)) return;
+  std::ofstream created(path, std::ios::binary);
+  if (!created) {
+    failWith("Cannot create the local copy " + path.string(),
+             std::make_error_code(std::errc::io_error));
+  }
+}
+
+void ContentStore::drop(ItemKey key) {
+  std::error_code error;
+  std::filesystem::remove(pathOf(key), error);
+}
+
+std::int64_t ContentStore::sizeOf(ItemKey key) const {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(pathOf(key), error);
+  return error ? 0 : static_cast<std::int64_t>(size);
+}
+
+bool ContentStore::has(ItemKey key) const {
+  std::error_code error;
+  return std::filesystem::exists(pathOf(key), error);
+}
+
+}  // namespace drive::replica

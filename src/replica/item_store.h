@@ -1,0 +1,116 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/item.h"
+#include "replica/item_info.h"
+#include "replica/replica_status.h"
+#include "replica/sql_connection.h"
+
+namespace drive::replica {
+
+// What an item reported by the provider changed in the database.
+struct ReportOutcome {
+  ItemKey key = kNoKey;
+  ItemKey oldParent = kNoKey;
+  bool added = false;
+  bool changed = false;
+  // A new content version: the stored copy, when clean, is stale now.
+  bool contentsChanged = false;
+  // The copy was dropped because it went stale.
+  bool copyDropped = false;
+};
+
+// The kinds of queued change.
+enum class ChangeKind { create, modify, remove };
+
+struct PendingChange {
+  std::int64_t sequence = 0;
+  ItemKey key = kNoKey;
+  ChangeKind kind = ChangeKind::modify;
+  fp::ItemFields fields = 0;
+  int attempts = 0;
+  std::int64_t nextTryMs = 0;
+};
+
+// The replica's database: items, listed folders and anchors, the queue of local changes.
+// Not thread-safe; its owner serialises access and groups calls in transactions.
+class ItemStore {
+ public:
+  ItemStore(const std::filesystem::path& file, bool readOnly);
+  SqlConnection& connection() { return connection_; }
+
+  // --- Items
+  std::optional<ItemInfo> item(ItemKey key);
+  std::optional<ItemInfo> child(ItemKey parent, const std::string& name);
+  std::vector<ItemInfo> children(ItemKey parent);
+  std::optional<ItemKey> keyOf(const std::string& identifier);
+  // Records an item as the provider reported it under `parent`. Local names and places of
+  // items with changes waiting are kept.
+  ReportOutcome report(const fp::Item& item, ItemKey parent);
+  // A new local item with the local identifier "local:<key>".
+  ItemKey insertLocal(ItemKey parent, const std::string& name, bool isFolder);
+  // The item and everything below it; returns their keys.
+  std::vector<ItemKey> erase(ItemKey key);
+  // Keys of the children of `parent` not in `keep`, for a listing that no longer has them.
+  std::vector<ItemKey> childrenMissingFrom(ItemKey parent, const std::vector<ItemKey>& keep);
+  void setIdentifier(ItemKey key, const std::string& identifier);
+  void setPlace(ItemKey key, ItemKey parent, const std::string& name);
+  void setSize(ItemKey key, std::int64_t size);
+  void setLocalState(ItemKey key, LocalState state, const std::string& reason = {});
+  void setRemoved(ItemKey key, bool removed);
+  bool isRemoved(ItemKey key);
+  // The copy in the store: present or not, its size, and whether it holds local changes.
+  void setCopy(ItemKey key, bool downloaded, std::int64_t storedBytes);
+  void setLocallyModified(ItemKey key, bool modified, const fp::Bytes& baseVersion);
+  fp::Bytes baseVersion(ItemKey key);
+  void setKeptOffline(ItemKey key, bool kept);
+  void touch(ItemKey key);
+  // Clean, not kept offline copies, least recently used first.
+  std::vector<std::pair<ItemKey, std::int64_t>> evictable();
+  std::uint64_t storedBytes();
+  std::vector<ItemKey> downloadedBelow(ItemKey folder);
+
+  // --- Listing state
+  bool isListed(ItemKey folder);
+  void setListed(ItemKey folder, const fp::Bytes& anchor);
+  void setUnlisted(ItemKey folder);
+  std::vector<ItemKey> listedFolders();
+  fp::Bytes anchor(ItemKey folder);
+  fp::Bytes value(const std::string& name);
+  void setValue(const std::string& name, const fp::Bytes& value);
+
+  // --- Queue
+  // Queues a change, merged into a change of the item that is not being sent yet: a create
+  // absorbs later modifies, modifies merge, a delete after a create cancels both. Returns
+  // false when nothing is left queued for the item (create then delete).
+  bool enqueue(ItemKey key, ChangeKind kind, fp::ItemFields fields);
+  std::vector<PendingChange> pending();
+  bool hasPending(ItemKey key);
+  void beginSending(std::int64_t sequence);
+  void finishChange(std::int64_t sequence);
+  void retryLater(std::int64_t sequence, std::int64_t nextTryMs, const std::string& error);
+  // The service answers again: waiting changes are due now.
+  void retryNow();
+  // Changes that were being sent when the process ended go back to waiting.
+  void resumeInterrupted();
+  std::int64_t queueLength();
+
+  // --- Status
+  ReplicaStatus status(std::uint64_t storeLimit);
+  std::string pathOf(ItemKey key);
+
+ private:
+  void createSchema();
+
+  SqlConnection connection_;
+};
+
+const std::string& changeKindWord(ChangeKind kind);
+
+}  // namespace drive::replica

@@ -1,0 +1,177 @@
+#include "replica/sibling_names.h"
+#include "replica/sync_engine.h"
+
+namespace drive::replica {
+namespace {
+
+void checkName(const std::string& name) {
+  if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos ||
+      name.find('\0') != std::string::npos) {
+    throw ReplicaError(ReplicaError::Kind::unsupported, "\"" + name + "\" is not a valid name.");
+  }
+}
+
+// Whether a change of this item goes to the service at all.
+bool staysLocal(const ItemInfo& info) {
+  return info.localState == LocalState::localOnly;
+}
+
+}  // namespace
+
+ItemInfo SyncEngine::existing(ItemKey key) {
+  auto found = store_.item(key);
+  if (!found || store_.isRemoved(key)) {
+    throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  }
+  return *found;
+}
+
+ItemInfo SyncEngine::folderFor(ItemKey key) {
+  auto found = existing(key);
+  if (!found.isFolder) throw ReplicaError(ReplicaError::Kind::notFolder, "Not a folder.");
+  return found;
+}
+
+void SyncEngine::checkFreeName(ItemKey parent, const std::string& name, ItemKey except) {
+  const auto taken = store_.child(parent, name);
+  if (taken && taken->key != except) {
+    throw ReplicaError(ReplicaError::Kind::exists, "\"" + name + "\" already exists here.");
+  }
+}
+
+std::string SyncEngine::freeName(ItemKey parent, const std::string& name) {
+  auto candidate = name;
+  for (int n = 2; store_.child(parent, candidate); ++n)
+    candidate = numberedName(name, n);
+  return candidate;
+}
+
+ItemInfo SyncEngine::create(ItemKey parent, const std::string& name, bool folder) {
+  checkName(name);
+  ensureListed(parent);
+  Lock lock(mutex_);
+  const auto container = folderFor(parent);
+  checkFreeName(parent, name, kNoKey);
+  SqlTransaction transaction(store_.connection());
+  const auto key = store_.insertLocal(parent, name, folder);
+  if (folder) {
+    store_.setListed(key, {});
+  } else {
+    contents_.ensure(key);
+    store_.setCopy(key, true, 0);
+    store_.setLocallyModified(key, true, {});
+  }
+  if (staysLocal(container)) {
+    store_.setLocalState(key, LocalState::localOnly, container.filename + " is not synced.");
+  } else {
+    store_.enqueue(key, ChangeKind::create, 0);
+    store_.setLocalState(key, LocalState::waiting);
+  }
+  transaction.commit();
+  auto created = *store_.item(key);
+  lock.unlock();
+  wake();
+  return created;
+}
+
+void SyncEngine::contentsChanged(ItemKey key) {
+  {
+    Lock lock(mutex_);
+    SqlTransaction transaction(store_.connection());
+    markContentsChanged(key);
+    transaction.commit();
+  }
+  wake();
+}
+
+void SyncEngine::markContentsChanged(ItemKey key) {
+  const auto info = existing(key);
+  if (info.isFolder) throw ReplicaError(ReplicaError::Kind::isFolder, "This is a folder.");
+  const auto size = contents_.sizeOf(key);
+  store_.setCopy(key, true, size);
+  store_.setSize(key, size);
+  if (!info.locallyModified) store_.setLocallyModified(key, true, info.contentVersion);
+  if (!staysLocal(info)) {
+    store_.enqueue(key, info.isLocal() ? ChangeKind::create : ChangeKind::modify,
+                   fp::ItemField::contents);
+    store_.setLocalState(key, LocalState::waiting);
+  }
+}
+
+ItemInfo SyncEngine::rename(ItemKey key, ItemKey newParent, const std::string& newName) {
+  checkName(newName);
+  if (key == kRootKey) throw ReplicaError(ReplicaError::Kind::refused, "The root stays.");
+  ensureListed(newParent);
+  Lock lock(mutex_);
+  const auto info = existing(key);
+  const auto target = folderFor(newParent);
+  for (auto up = target; up.key != kRootKey; up = existing(up.parent)) {
+    if (up.key == key) {
+      throw ReplicaError(ReplicaError::Kind::unsupported, "A folder cannot go inside itself.");
+    }
+  }
+  checkFreeName(newParent, newName, key);
+  fp::ItemFields fields = 0;
+  if (newName != info.filename) fields |= fp::ItemField::filename;
+  if (newParent != info.parent) fields |= fp::ItemField::parentItemIdentifier;
+  SqlTransaction transaction(store_.connection());
+  store_.setPlace(key, newParent, newName);
+  if (fields != 0 && !staysLocal(info)) {
+    store_.enqueue(key, info.isLocal() ? ChangeKind::create : ChangeKind::modify, fields);
+    store_.setLocalState(key, LocalState::waiting);
+  }
+  transaction.commit();
+  auto renamed = *store_.item(key);
+  lock.unlock();
+  wake();
+  return renamed;
+}
+
+ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
+  ItemInfo replaced;
+  {
+    Lock lock(mutex_);
+    const auto from = existing(source);
+    const auto into = existing(target);
+    if (from.isFolder || into.isFolder) {
+      throw ReplicaError(ReplicaError::Kind::isFolder, "Only a file replaces a file.");
+    }
+    SqlTransaction transaction(store_.connection());
+    contents_.ensure(source);
+    contents_.transfer(source, target);
+    markRemoved(source);
+    markContentsChanged(target);
+    transaction.commit();
+    replaced = *store_.item(target);
+  }
+  wake();
+  return replaced;
+}
+
+void SyncEngine::remove(ItemKey key) {
+  if (key == kRootKey) throw ReplicaError(ReplicaError::Kind::refused, "The root stays.");
+  {
+    Lock lock(mutex_);
+    SqlTransaction transaction(store_.connection());
+    markRemoved(key);
+    transaction.commit();
+  }
+  wake();
+}
+
+void SyncEngine::markRemoved(ItemKey key) {
+  const auto info = existing(key);
+  if (info.isFolder && !store_.children(key).empty()) {
+    throw ReplicaError(ReplicaError::Kind::notEmpty, "The folder is not empty.");
+  }
+  if (staysLocal(info) || !store_.enqueue(key, ChangeKind::remove, 0)) {
+    // Never reached the service: nothing to tell it.
+    for (const auto erased : store_.erase(key))
+      contents_.drop(erased);
+    return;
+  }
+  store_.setRemoved(key, true);
+  store_.setLocalState(key, LocalState::waiting);
+}
+
+}  // namespace drive::replica

@@ -1,0 +1,193 @@
+#include <malloc.h>
+
+#include <unordered_map>
+
+#include "platform/blocking_calls.h"
+#include "replica/replica_log.h"
+#include "replica/sync_engine.h"
+
+namespace drive::replica {
+namespace {
+
+namespace calls = fp::BlockingCalls;
+
+const std::string kWorkingSetAnchor = "working-set-anchor";
+constexpr std::size_t kLargeListing = 10000;
+
+bool isExpired(const fp::Error& error) {
+  return error && error->domain() == fp::NSFileProviderErrorDomain &&
+         error->code() == fp::FileProviderErrorCode::syncAnchorExpired;
+}
+
+RemoteEvent eventFor(const ReportOutcome& outcome, ItemKey parent) {
+  if (outcome.added) return {RemoteEvent::Kind::added, kNoKey, parent, outcome.key, false};
+  return {RemoteEvent::Kind::changed, outcome.oldParent, parent, outcome.key,
+          outcome.contentsChanged};
+}
+
+void logFailure(const std::string& what, const fp::PlatformError& error) {
+  replicaLog().info(what + " failed: " + error.localizedDescription());
+}
+
+}  // namespace
+
+void SyncEngine::ensureListed(ItemKey folder) {
+  {
+    Lock lock(mutex_);
+    if (store_.isListed(folder)) return;
+    const auto info = store_.item(folder);
+    // Folders not yet on the service (or kept local) have only what was made here.
+    if (!info || !info->isFolder || info->isLocal() || info->localState == LocalState::localOnly) {
+      return;
+    }
+  }
+  listFolder(folder, nullptr);
+}
+
+void SyncEngine::listFolder(ItemKey folder, std::vector<RemoteEvent>* events) {
+  std::lock_guard listing(listMutex_);
+  if (!events) {
+    Lock lock(mutex_);
+    if (store_.isListed(folder)) return;  // someone else listed it while we waited
+  }
+  const auto identifier = identifierOf(folder);
+  auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {});
+  auto reply = calls::enumerateItems(*enumerator);
+  if (reply.error) {
+    throw ReplicaError(ReplicaError::Kind::failed, reply.error->localizedDescription());
+  }
+  Lock lock(mutex_);
+  SqlTransaction transaction(store_.connection());
+  std::vector<ItemKey> listed;
+  listed.reserve(reply.items.size());
+  for (const auto& item : reply.items) {
+    const auto outcome = store_.report(*item, folder);
+    listed.push_back(outcome.key);
+    if (outcome.copyDropped) contents_.drop(outcome.key);
+    if (events && (outcome.added || outcome.changed)) events->push_back(eventFor(outcome, folder));
+  }
+  reply.items.clear();
+  std::vector<RemoteEvent> removals;
+  for (const auto key : store_.childrenMissingFrom(folder, listed))
+    applyRemoteRemoval(key, removals);
+  if (events) events->insert(events->end(), removals.begin(), removals.end());
+  store_.setListed(folder, events ? store_.anchor(folder) : fp::Bytes{});
+  transaction.commit();
+  // A large listing leaves its items' memory with the allocator's per-thread arenas; a host
+  // that runs for days should not keep that peak.
+  if (listed.size() >= kLargeListing) malloc_trim(0);
+}
+
+void SyncEngine::applyUpdates(ItemKey folder, const std::vector<fp::ItemPtr>& items,
+                              std::vector<RemoteEvent>* events) {
+  for (const auto& item : items) {
+    auto parent = folder;
+    if (parent == kNoKey) {
+      const auto known = store_.keyOf(item->parentItemIdentifier());
+      // Items under folders nobody listed are not part of the replica.
+      if (!known || !store_.isListed(*known)) continue;
+      parent = *known;
+    }
+    const auto outcome = store_.report(*item, parent);
+    if (outcome.copyDropped) contents_.drop(outcome.key);
+    if (outcome.added || outcome.changed) events->push_back(eventFor(outcome, parent));
+  }
+}
+
+void SyncEngine::applyRemoteRemoval(ItemKey key, std::vector<RemoteEvent>& events) {
+  const auto info = store_.item(key);
+  if (!info) return;
+  if (info->locallyModified || store_.hasPending(key)) {
+    // What the user wrote is not lost: the item goes back up as a new one.
+    recreateLocally(key);
+    return;
+  }
+  for (const auto erased : store_.erase(key))
+    contents_.drop(erased);
+  events.push_back({RemoteEvent::Kind::removed, info->parent, info->parent, key, false});
+}
+
+void SyncEngine::refreshFolders() {
+  std::vector<ItemKey> folders;
+  {
+    Lock lock(mutex_);
+    folders = store_.listedFolders();
+  }
+  std::vector<RemoteEvent> events;
+  // Deletions wait for every folder's updates: an item moved between two listed folders is
+  // reported deleted in one and updated in the other, and must keep its key.
+  std::vector<std::pair<ItemKey, fp::ItemIdentifier>> deletions;
+  for (const auto folder : folders) {
+    fp::Bytes anchor;
+    std::string identifier;
+    {
+      Lock lock(mutex_);
+      if (!store_.isListed(folder)) continue;
+      anchor = store_.anchor(folder);
+      identifier = store_.item(folder)->identifier;
+    }
+    auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {});
+    auto reply = calls::enumerateChanges(*enumerator, anchor);
+    if (isExpired(reply.error)) {
+      try {
+        listFolder(folder, &events);
+      } catch (const ReplicaError& error) {
+        replicaLog().info(error.what());
+      }
+      continue;
+    }
+    if (reply.error) {
+      logFailure("Changes of " + identifier, *reply.error);
+      continue;
+    }
+    Lock lock(mutex_);
+    SqlTransaction transaction(store_.connection());
+    applyUpdates(folder, reply.items, &events);
+    store_.retryNow();  // the service is reachable: waiting changes need not wait longer
+    for (const auto& deleted : reply.deleted)
+      deletions.emplace_back(folder, deleted);
+    store_.setListed(folder, reply.anchor);
+    transaction.commit();
+  }
+  Lock lock(mutex_);
+  SqlTransaction transaction(store_.connection());
+  for (const auto& [folder, identifier] : deletions) {
+    const auto key = store_.keyOf(identifier);
+    if (key && store_.item(*key)->parent == folder) applyRemoteRemoval(*key, events);
+  }
+  transaction.commit();
+  lock.unlock();
+  notify(events);
+}
+
+void SyncEngine::refreshWorkingSet() {
+  const std::string identifier(fp::NSFileProviderWorkingSetContainerItemIdentifier);
+  auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {});
+  fp::Bytes anchor;
+  {
+    Lock lock(mutex_);
+    anchor = store_.value(kWorkingSetAnchor);
+  }
+  std::vector<RemoteEvent> events;
+  for (int batch = 0; batch < 1000; ++batch) {
+    auto reply = calls::enumerateChanges(*enumerator, anchor);
+    if (isExpired(reply.error)) reply = calls::enumerateItems(*enumerator);
+    if (reply.error) {
+      logFailure("Working set", *reply.error);
+      break;
+    }
+    Lock lock(mutex_);
+    SqlTransaction transaction(store_.connection());
+    applyUpdates(kNoKey, reply.items, &events);
+    for (const auto& deleted : reply.deleted) {
+      if (const auto key = store_.keyOf(deleted)) applyRemoteRemoval(*key, events);
+    }
+    if (!reply.anchor.empty()) anchor = reply.anchor;
+    store_.setValue(kWorkingSetAnchor, anchor);
+    transaction.commit();
+    if (!reply.moreComing) break;
+  }
+  notify(events);
+}
+
+}  // namespace drive::replica

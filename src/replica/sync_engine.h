@@ -1,0 +1,145 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "extension/file_provider_extension.h"
+#include "replica/content_store.h"
+#include "replica/host_lock.h"
+#include "replica/item_store.h"
+#include "replica/replica_error.h"
+#include "replica/replica_observer.h"
+#include "replica/replica_options.h"
+#include "replica/signal_watcher.h"
+
+namespace drive::replica {
+
+// A remote change to tell the observers about once no lock is held.
+struct RemoteEvent {
+  enum class Kind { added, changed, removed } kind;
+  ItemKey oldParent = kNoKey;
+  ItemKey parent = kNoKey;
+  ItemKey key = kNoKey;
+  bool contentsChanged = false;
+};
+
+// Everything behind Replica. The database is the one source of truth and is touched only
+// under `mutex_`, never across a request to the provider.
+class SyncEngine {
+ public:
+  SyncEngine(FileProviderExtension& extension, ReplicaOptions options);
+  ~SyncEngine();
+
+  void start();
+  void stop();
+
+  // Queries (sync_engine.cpp)
+  std::optional<ItemInfo> item(ItemKey key);
+  std::optional<ItemInfo> child(ItemKey parent, const std::string& name);
+  std::vector<ItemInfo> children(ItemKey folder);
+  std::optional<ItemInfo> itemAtPath(const std::string& path);
+  std::string pathOf(ItemKey key);
+  std::string webLink(ItemKey key);
+  ReplicaStatus status();
+  StoreUsage usage();
+  void addObserver(std::shared_ptr<ReplicaObserver> observer);
+  void removeObserver(const std::shared_ptr<ReplicaObserver>& observer);
+  void syncNow();
+  bool waitUntilIdle(std::chrono::milliseconds timeout);
+  void runOnce();
+
+  // Contents (content_access.cpp)
+  std::filesystem::path contents(ItemKey key);
+  std::filesystem::path writableCopy(ItemKey key);
+  void keepOffline(ItemKey key);
+  void makeOnline(ItemKey key);
+  void performAction(ItemKey key, const std::string& action);
+
+  // Local changes (local_changes.cpp)
+  void contentsChanged(ItemKey key);
+  ItemInfo create(ItemKey parent, const std::string& name, bool folder);
+  ItemInfo rename(ItemKey key, ItemKey newParent, const std::string& newName);
+  ItemInfo replace(ItemKey source, ItemKey target);
+  void remove(ItemKey key);
+
+ private:
+  using Lock = std::unique_lock<std::mutex>;
+
+  // Remote side (remote_sync.cpp)
+  void ensureListed(ItemKey folder);
+  void listFolder(ItemKey folder, std::vector<RemoteEvent>* events);
+  void refreshFolders();
+  void refreshWorkingSet();
+  void applyUpdates(ItemKey folder, const std::vector<fp::ItemPtr>& items,
+                    std::vector<RemoteEvent>* events);
+  void applyRemoteRemoval(ItemKey key, std::vector<RemoteEvent>& events);
+  void notify(const std::vector<RemoteEvent>& events);
+
+  // Sending (change_sender.cpp)
+  bool sendNextChange();
+  std::optional<PendingChange> nextDueChange();
+  void sendChange(const PendingChange& change);
+  void sendCreate(const PendingChange& change, const ItemInfo& item, const std::string& parentId);
+  void sendModify(const PendingChange& change, const ItemInfo& item, const std::string& parentId);
+  void sendDelete(const PendingChange& change, const ItemInfo& item);
+  void failChange(const PendingChange& change, const ItemInfo& item,
+                  const fp::PlatformError& error);
+  void refuseCreate(const PendingChange& change, ItemKey key, const std::string& reason,
+                    bool excluded);
+  void keepAsSibling(ItemKey key, const std::string& name, bool queueCreate);
+  void settleChange(const PendingChange& change, const fp::ItemPtr& item);
+  void undoFromService(ItemKey key, const std::string& reason);
+  void recreateLocally(ItemKey key);
+  std::int64_t nowMs() const;
+
+  // Contents (content_access.cpp)
+  std::filesystem::path fetch(ItemKey key, const ItemInfo& item);
+  void evictOverLimit(ItemKey keep);
+  void dropCleanCopy(ItemKey key);
+  std::vector<ItemKey> walk(ItemKey key);
+
+  // Helpers (local_changes.cpp); the caller holds mutex_ and a transaction.
+  void markContentsChanged(ItemKey key);
+  void markRemoved(ItemKey key);
+  ItemInfo existing(ItemKey key);
+  ItemInfo folderFor(ItemKey key);
+  void checkFreeName(ItemKey parent, const std::string& name, ItemKey except);
+  std::string freeName(ItemKey parent, const std::string& name);
+
+  void workerLoop();
+  void wake();
+  std::string identifierOf(ItemKey key);
+
+  FileProviderExtension& extension_;
+  ReplicaOptions options_;
+  std::mutex mutex_;
+  ItemStore store_;
+  ContentStore contents_;
+
+  std::mutex fetchMutex_;
+  std::map<ItemKey, std::shared_future<std::filesystem::path>> fetches_;
+  std::mutex listMutex_;  // one listing at a time, so a folder is never listed twice at once
+
+  std::mutex observersMutex_;
+  std::vector<std::shared_ptr<ReplicaObserver>> observers_;
+
+  std::mutex wakeMutex_;
+  std::condition_variable wake_;
+  std::condition_variable idle_;
+  bool pollWanted_ = false;
+  bool changeWanted_ = false;
+  bool stopping_ = false;
+  bool sending_ = false;
+  std::thread worker_;
+  std::unique_ptr<SignalWatcher> watcher_;
+  std::unique_ptr<SignalWatcher> requests_;
+  std::unique_ptr<HostLock> hostLock_;
+};
+
+}  // namespace drive::replica

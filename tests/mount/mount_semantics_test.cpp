@@ -1,0 +1,155 @@
+// What programs are told, errno by errno.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "mount/mount_fixture.h"
+#include "support/test_files.h"
+
+namespace drive::mount::testing {
+namespace {
+
+using MountSemantics = MountTest;
+
+std::string at(const std::filesystem::path& path) {
+  return path.string();
+}
+
+// errno of a call that must fail, or 0 when it succeeded.
+int failure(int result) {
+  return result < 0 ? errno : 0;
+}
+
+int renameWith(const std::filesystem::path& from, const std::filesystem::path& to, unsigned flags) {
+  return static_cast<int>(
+      ::syscall(SYS_renameat2, AT_FDCWD, at(from).c_str(), AT_FDCWD, at(to).c_str(), flags));
+}
+
+std::string xattr(const std::filesystem::path& path, const std::string& name) {
+  std::string value(1024, '\0');
+  const auto size = ::getxattr(at(path).c_str(), name.c_str(), value.data(), value.size());
+  value.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+  return value;
+}
+
+TEST_F(MountSemantics, WhatADriveHasNoNotionOfIsRefusedAsLinuxFileSystemsDo) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  const auto beside = drive("Alex Morgan/Documents/other");
+  EXPECT_EQ(failure(::symlink("Notes.md", at(beside).c_str())), EPERM);
+  EXPECT_EQ(failure(::link(at(notes).c_str(), at(beside).c_str())), EPERM);
+  EXPECT_EQ(failure(::mkfifo(at(beside).c_str(), 0644)), EPERM);
+  EXPECT_EQ(failure(::chown(at(notes).c_str(), 4242, 4242)), EPERM);
+  EXPECT_EQ(failure(::chmod(at(notes).c_str(), 0600)), 0);
+  struct stat status {};
+  ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0644u);
+  EXPECT_EQ(failure(::stat(at(drive("Alex Morgan/nothing")).c_str(), &status)), ENOENT);
+  EXPECT_FALSE(std::filesystem::exists(beside));
+}
+
+TEST_F(MountSemantics, RefusalsAreEaccesAndKnownFromTheModes) {
+  const auto readme = drive("Client Showcase/README.txt");
+  struct stat status {};
+  ASSERT_EQ(::stat(at(readme).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0444u);
+  EXPECT_EQ(failure(::open(at(readme).c_str(), O_WRONLY)), EACCES);
+  EXPECT_EQ(failure(::open(at(drive("Client Showcase/new.txt")).c_str(), O_CREAT | O_WRONLY, 0644)),
+            EACCES);
+  EXPECT_EQ(failure(::unlink(at(readme).c_str())), EACCES);
+  EXPECT_EQ(failure(::open(at(drive("Alex Morgan/Launch Scene.vtrscene")).c_str(), O_RDONLY)),
+            EACCES);
+  EXPECT_EQ(drive::test_support::readText(readme).empty(), false);
+}
+
+TEST_F(MountSemantics, RenameFlagsAndEditorsRenameOver) {
+  const auto documents = drive("Alex Morgan/Documents");
+  const auto id = serviceId("Alex Morgan/Documents/Notes.md");
+  drive::test_support::writeText(documents / "draft", "new notes\n");
+  EXPECT_EQ(failure(renameWith(documents / "draft", documents / "Notes.md", RENAME_EXCHANGE)),
+            EINVAL);
+  EXPECT_EQ(failure(renameWith(documents / "draft", documents / "Notes.md", RENAME_NOREPLACE)),
+            EEXIST);
+  EXPECT_EQ(failure(renameWith(documents / "draft", documents / "Fresh.md", RENAME_NOREPLACE)), 0);
+  // A file still open for writing is carried along by the rename over the original.
+  const int fd = ::open(at(documents / "Fresh.md").c_str(), O_WRONLY | O_APPEND);
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(
+      failure(::rename(at(documents / "Fresh.md").c_str(), at(documents / "Notes.md").c_str())), 0);
+  ASSERT_EQ(::write(fd, "more\n", 5), 5);
+  ::close(fd);
+  EXPECT_EQ(drive::test_support::readText(documents / "Notes.md"), "new notes\nmore\n");
+  EXPECT_FALSE(std::filesystem::exists(documents / "Fresh.md"));
+  ASSERT_TRUE(syncWait());
+  EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md"), "new notes\nmore\n");
+  EXPECT_EQ(serviceId("Alex Morgan/Documents/Notes.md"), id);
+  EXPECT_FALSE(serviceId("Alex Morgan/Documents/Fresh.md"));
+}
+
+TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  service().injectFault("*/content", reference::Fault::dropped(), 20, "GET");
+  EXPECT_EQ(failure(::open(at(notes).c_str(), O_RDONLY)), EIO);
+  service().clearFaults();
+  EXPECT_EQ(drive::test_support::readText(notes), "# Notes\n\n- call the printer\n- book the venue\n");
+}
+
+TEST_F(MountSemantics, AnUnlinkedFileStaysReadableWhileOpen) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  const int fd = ::open(at(notes).c_str(), O_RDONLY);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(::unlink(at(notes).c_str()), 0);
+  EXPECT_FALSE(std::filesystem::exists(notes));
+  char buffer[8] = {};
+  EXPECT_EQ(::pread(fd, buffer, 7, 0), 7);
+  EXPECT_EQ(std::string(buffer), "# Notes");
+  struct stat status {};
+  EXPECT_EQ(::fstat(fd, &status), 0);
+  ::close(fd);
+  ASSERT_TRUE(syncWait());
+  EXPECT_FALSE(serviceId("Alex Morgan/Documents/Notes.md"));
+}
+
+TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  EXPECT_EQ(xattr(notes, "user.pralodrive.id"),
+            "node:" + serviceId("Alex Morgan/Documents/Notes.md").value_or(""));
+  EXPECT_EQ(xattr(notes, "user.pralodrive.state"), "cloud only");
+  EXPECT_NE(xattr(notes, "user.pralodrive.weblink").find("/drive?node="), std::string::npos);
+  EXPECT_EQ(
+      failure(static_cast<int>(::getxattr(at(notes).c_str(), "security.selinux", nullptr, 0))),
+      ENODATA);
+  const std::string offline = "offline";
+  const auto photos = drive("Alex Morgan/Photos");
+  ASSERT_EQ(
+      ::setxattr(at(photos).c_str(), "user.pralodrive.action", offline.data(), offline.size(), 0),
+      0);
+  EXPECT_EQ(xattr(photos / "Beach.jpg", "user.pralodrive.state"), "kept offline");
+  const std::string bogus = "bogus";
+  EXPECT_NE(::setxattr(at(photos).c_str(), "user.pralodrive.action", bogus.data(), bogus.size(), 0),
+            0);
+  std::string output;
+  EXPECT_EQ(sh("df -k . | tail -1", &output), 0);
+  EXPECT_NE(output.find("pralodrive"), std::string::npos) << output;
+}
+
+TEST_F(MountSemantics, ASecondMountIsRefusedAndADeadOneReplaced) {
+  cli::testing::PralodriveChild second({"mount", drive().string(), "--foreground"},
+                                       childEnvironment(), root() / "second-stderr.txt");
+  EXPECT_EQ(second.finish(), 1);
+  EXPECT_NE(drive::test_support::readText(root() / "second-stderr.txt").find("already mounted at"),
+            std::string::npos);
+  killMount();
+  struct stat status {};
+  EXPECT_EQ(failure(::stat(at(drive()).c_str(), &status)), ENOTCONN);
+  mount();
+  EXPECT_TRUE(std::filesystem::exists(drive("Alex Morgan/Documents/Notes.md")));
+}
+
+}  // namespace
+}  // namespace drive::mount::testing

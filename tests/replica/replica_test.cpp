@@ -1,0 +1,227 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "replica/replica_fixture.h"
+
+namespace drive::replica {
+namespace {
+
+using reference::Fault;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+
+class ReplicaSync : public testing::ReplicaTest {
+ protected:
+  std::vector<std::string> serviceNames(const std::string& path) {
+    std::vector<std::string> names;
+    for (const auto& node : service().tree().children(idOf(path))) {
+      if (!node.trashedAt) names.push_back(node.name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  int creates() { return requestCount("POST", "/storage/nodes"); }
+};
+
+TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
+  auto observer = std::make_shared<testing::RecordingObserver>();
+  replica().addObserver(observer);
+  const auto documents = at("Alex Morgan/Documents");
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  const auto drafts = at("Alex Morgan/Documents/Drafts");
+  replica().children(drafts.key);
+  EXPECT_EQ(text(notes.key), "# Notes\n\n- call the printer\n- book the venue\n");
+
+  auto& tree = service().tree();
+  tree.rename(idOf("Alex Morgan/Documents/Notes.md"), "Minutes.md");
+  tree.writeContent(idOf("Alex Morgan/Documents/Minutes.md"), "new minutes");
+  tree.addFile(idOf("Alex Morgan/Documents"), "Agenda.txt", "1. coffee");
+  tree.remove(idOf("Alex Morgan/Documents/Quarterly Report.pdf"));
+  tree.move(idOf("Alex Morgan/Documents/Drafts/Outline.docx"), idOf("Alex Morgan/Documents"));
+
+  ASSERT_TRUE(eventually([&] {
+    return replica().child(documents.key, "Agenda.txt") &&
+           !replica().child(documents.key, "Quarterly Report.pdf") &&
+           replica().child(documents.key, "Outline.docx");
+  }));
+  const auto renamed = replica().child(documents.key, "Minutes.md");
+  ASSERT_TRUE(renamed);
+  EXPECT_EQ(renamed->key, notes.key) << "a rename keeps the key";
+  EXPECT_FALSE(renamed->downloaded) << "new contents make the copy stale";
+  EXPECT_EQ(text(notes.key), "new minutes");
+  EXPECT_TRUE(replica().children(drafts.key).empty());
+  const auto heard = observer->heard();
+  EXPECT_THAT(heard, Contains("changed " + std::to_string(notes.key)));
+  EXPECT_THAT(heard, Contains(HasSubstr("removed ")));
+  EXPECT_THAT(heard, Contains(HasSubstr("added ")));
+}
+
+TEST_F(ReplicaSync, TheCompanionsSignalFilesAloneBringChangesIn) {
+  const auto photos = at("Alex Morgan/Photos");
+  replica().children(photos.key);
+  service().tree().addFile(idOf("Alex Morgan/Photos"), "Sunset.jpg", "orange");
+  // No poll for an hour and nobody asks: only the watched signal files can tell.
+  ASSERT_TRUE(
+      eventually([&] { return replica().child(photos.key, "Sunset.jpg").has_value(); }, false));
+}
+
+TEST_F(ReplicaSync, LocalChangesReachTheServiceInOrderAndCoalesced) {
+  auto& local = replica(false);
+  const auto home = at("Alex Morgan");
+  const auto documents = at("Alex Morgan/Documents");
+  const auto trips = local.createFolder(home.key, "Trips");
+  for (int n = 0; n < 100; ++n) {
+    const auto file = local.createFile(trips.key, "day " + std::to_string(n) + ".txt");
+    write(file.key, "day " + std::to_string(n));
+  }
+  // Moved before its first upload: the children follow the folder's new identifier.
+  local.rename(trips.key, documents.key, "Trips 2024");
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  for (int save = 0; save < 10; ++save)
+    write(notes.key, "save " + std::to_string(save));
+  local.rename(notes.key, documents.key, "Notes (final).md");
+  const auto beach = at("Alex Morgan/Photos/Beach.jpg");
+  local.remove(beach.key);
+  EXPECT_EQ(local.status().queue.size(), 103u);
+  service().clearRequests();
+
+  local.start();
+  drain();
+  EXPECT_EQ(serviceNames("Alex Morgan/Documents/Trips 2024").size(), 100u);
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Trips 2024/day 42.txt")),
+            "day 42");
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Notes (final).md")), "save 9");
+  EXPECT_EQ(requestCount("PUT", "/storage/nodes/" + idOf("Alex Morgan/Documents/Notes (final).md") +
+                                    "/content"),
+            1);
+  EXPECT_TRUE(service().tree().node(idOf("Alex Morgan/Photos/Beach.jpg")).trashedAt);
+  const auto uploaded = local.item(trips.key);
+  EXPECT_TRUE(uploaded->identifier.starts_with("node:"))
+      << "the key stays, the id is the service's";
+  EXPECT_EQ(uploaded->syncState(), SyncState::inStep);
+}
+
+TEST_F(ReplicaSync, TransientFailuresAreRetriedWithNothingDuplicated) {
+  const auto documents = at("Alex Morgan/Documents");
+  service().injectFault("/storage/nodes", Fault::message(503, "Maintenance"), 2, "POST");
+  service().injectFault("/storage/nodes", Fault::dropped(), 1, "POST");
+  service().injectFault("*/content", Fault::delayed(std::chrono::milliseconds(300)), 2, "PUT");
+  for (const auto* name : {"a.txt", "b.txt", "c.txt"}) {
+    write(replica().createFile(documents.key, name).key, name);
+  }
+  drain();
+  const auto names = serviceNames("Alex Morgan/Documents");
+  for (const auto* name : {"a.txt", "b.txt", "c.txt"})
+    EXPECT_EQ(std::count(names.begin(), names.end(), name), 1) << name;
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/b.txt")), "b.txt");
+  EXPECT_TRUE(replica().status().held.empty());
+}
+
+TEST_F(ReplicaSync, RefusalsKeepWhatTheUserWrote) {
+  const auto documents = at("Alex Morgan/Documents");
+  const auto deliverables = at("Client Showcase/Deliverables");
+  const auto invoice = at("Client Showcase/Deliverables/Invoice.pdf");
+
+  const auto excluded = replica().createFile(documents.key, ".DS_Store");
+  const auto refused = replica().createFile(deliverables.key, "Mine.txt");
+  write(refused.key, "my words");
+  write(invoice.key, "my edit of the invoice");
+  replica().rename(at("Client Showcase/README.txt").key, at("Client Showcase").key, "READ.txt");
+  const auto readme = at("Client Showcase/READ.txt");
+  replica().remove(at("Client Showcase/Deliverables/Final Cut.mp4").key);
+  drain();
+
+  auto state = [&](ItemKey key) { return replica().item(key)->localState; };
+  EXPECT_EQ(state(excluded.key), LocalState::localOnly);
+  EXPECT_EQ(replica().item(excluded.key)->reason, "Excluded from sync.");
+  EXPECT_EQ(state(refused.key), LocalState::localOnly);
+  EXPECT_EQ(text(refused.key), "my words");
+  const auto kept = replica().child(deliverables.key, "Invoice (not synced).pdf");
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(text(kept->key), "my edit of the invoice");
+  EXPECT_EQ(text(invoice.key), "%PDF-1.7\n% invoice\n%%EOF\n");
+  EXPECT_EQ(replica().item(readme.key)->filename, "README.txt") << "a refused rename is undone";
+  EXPECT_EQ(state(readme.key), LocalState::refused);
+  EXPECT_TRUE(replica().child(deliverables.key, "Final Cut.mp4")) << "a refused delete comes back";
+  EXPECT_GE(replica().status().held.size(), 4u);
+}
+
+TEST_F(ReplicaSync, AConflictKeepsBothVersions) {
+  const auto documents = at("Alex Morgan/Documents");
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  text(notes.key);
+  replica().stop();
+  write(notes.key, "written here");
+  service().tree().writeContent(idOf("Alex Morgan/Documents/Notes.md"), "written there");
+  replica().start();
+  drain();
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Notes.md")), "written there");
+  std::string copy;
+  for (const auto& name : serviceNames("Alex Morgan/Documents")) {
+    if (name.starts_with("Notes (conflicted copy ")) copy = name;
+  }
+  ASSERT_FALSE(copy.empty());
+  EXPECT_TRUE(copy.ends_with(").md"));
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/" + copy)), "written here");
+  EXPECT_EQ(text(notes.key), "written there");
+  EXPECT_TRUE(replica().child(documents.key, copy));
+}
+
+TEST_F(ReplicaSync, ARemoteDeleteOfALocalEditBringsTheEditBack) {
+  const auto photos = at("Alex Morgan/Photos");
+  const auto budget = at("Alex Morgan/Photos/budget.csv");
+  replica().stop();
+  write(budget.key, "item,amount\nall,1\n");
+  service().tree().remove(idOf("Alex Morgan/Photos/budget.csv"));
+  replica().start();
+  drain();
+  // The edit comes back as a new node under the same key, named as the provider decides (the
+  // trashed node still holds the old name).
+  const auto identifier = replica().item(budget.key)->identifier;
+  ASSERT_TRUE(identifier.starts_with("node:"));
+  const auto node = service().tree().node(identifier.substr(5));
+  EXPECT_FALSE(node.trashedAt);
+  EXPECT_EQ(service().tree().content(node.id), "item,amount\nall,1\n");
+  const auto listed = replica().child(photos.key, node.name);
+  ASSERT_TRUE(listed);
+  EXPECT_EQ(listed->key, budget.key);
+}
+
+TEST_F(ReplicaSync, ContentsAreSharedKeptOfflineAndEvicted) {
+  const auto photos = at("Alex Morgan/Photos");
+  const auto beach = at("Alex Morgan/Photos/Beach.jpg");
+  std::vector<std::thread> readers;
+  for (int n = 0; n < 4; ++n)
+    readers.emplace_back([&] { text(beach.key); });
+  for (auto& reader : readers)
+    reader.join();
+  EXPECT_EQ(requestCount("GET", "*/content"), 1) << "concurrent demands share one fetch";
+  EXPECT_THROW(replica().contents(photos.key), ReplicaError);
+
+  replica().keepOffline(photos.key);
+  EXPECT_TRUE(replica().item(beach.key)->keptOffline);
+  EXPECT_TRUE(replica().item(at("Alex Morgan/Photos/budget.csv").key)->downloaded);
+  EXPECT_EQ(replica().item(beach.key)->syncState(), SyncState::keptOffline);
+  replica().makeOnline(photos.key);
+  EXPECT_FALSE(replica().item(beach.key)->downloaded);
+  EXPECT_GT(replica().usage().limit, 0u);
+}
+
+TEST_F(ReplicaSync, TheStoreDropsTheLeastRecentlyUsedCleanCopies) {
+  storeLimit_ = 100;
+  const auto beach = at("Alex Morgan/Photos/Beach.jpg");    // 20 bytes
+  const auto budget = at("Alex Morgan/Photos/budget.csv");  // 39 bytes
+  const auto notes = at("Alex Morgan/Documents/Notes.md");  // 44 bytes
+  replica().stop();  // the edit below stays queued, so its copy stays dirty
+  write(beach.key, "sand, sea and a long evening");
+  text(budget.key);
+  text(notes.key);
+  EXPECT_TRUE(replica().item(beach.key)->downloaded) << "local changes are never dropped";
+  EXPECT_FALSE(replica().item(budget.key)->downloaded);
+  EXPECT_TRUE(replica().item(notes.key)->downloaded);
+  EXPECT_LE(replica().usage().used, 100u);
+  EXPECT_EQ(text(beach.key), "sand, sea and a long evening");
+}
+
+}  // namespace
+}  // namespace drive::replica
