@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "platform/atomic_file.h"
-#include "test_environment.h"
+#include "support/test_environment.h"
 
 namespace drive {
 namespace {
