@@ -30,7 +30,7 @@ void useDefaultsSuite() {
   DriveSyncSelection::includesNamespace("ns");
   DriveDiskState::legacyState();
   readDefaultsSession();
-  appGroupDefaults().stringArrayForKey("drive.enum.ids.root");
+  fp::appGroupDefaults().stringArrayForKey("drive.enum.ids.root");
 }
 
 const std::array<SharedFile, 8> kFiles = {{
@@ -84,7 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   drive::DriveDiskState::resetCacheForTesting();
   // A new file each time, as the companion app replaces them: caches keyed on the file's
   // identity see the change.
-  fp::writeFileAtomically(drive::appGroupContainerURL() / file.name, input.text, 0600,
+  fp::writeFileAtomically(fp::appGroupContainerURL() / file.name, input.text, 0600,
                           fp::Durability::cached);
   file.use();
   return 0;
