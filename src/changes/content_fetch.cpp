@@ -9,6 +9,7 @@
 #include "items/item_lookup.h"
 #include "model/drive_sync_error.h"
 #include "model/node_kinds.h"
+#include "platform/atomic_file.h"
 #include "platform/environment.h"
 #include "platform/mapped_temporary_file.h"
 #include "platform/platform_error.h"
