@@ -19,6 +19,7 @@ export PRALODRIVE_CONTAINER=$work/container TMPDIR=$work/tmp
 
 service_pid=
 cleanup() {
+  [ -d "$work/mnt" ] && { fusermount3 -u -z "$work/mnt" 2>/dev/null || true; }
   if [ -n "$service_pid" ]; then
     kill "$service_pid" 2>/dev/null || true
     wait "$service_pid" 2>/dev/null || true
@@ -236,6 +237,51 @@ make_creates() {
   done >"$work/creates.txt"
 }
 
+# The mount, started in the background on a fresh replica; its process id in mount_pid.
+mount_drive() {
+  mkdir -p "$work/mnt"
+  "$bin/pralodrive" mount "$work/mnt" --poll 3600 >/dev/null
+  mount_pid=$(head -n 1 "$XDG_STATE_HOME/pralodrive/mount.lock")
+}
+unmount_drive() { "$bin/pralodrive" unmount "$work/mnt" >/dev/null; }
+remount_fresh() {
+  unmount_drive
+  fresh_replica
+  mount_drive
+}
+make_local_large() {
+  mkdir -p "$work/local-large"
+  (cd "$work/local-large" && seq -f 'Report %06g.txt' 1 100000 | xargs -d '\n' touch)
+}
+mount_ls() { ls -l "$work/mnt/Bench/Large" >"$work/ls.out"; }
+local_ls() { ls -l "$work/local-large" >"$work/ls-local.out"; }
+check_ls() { [ "$(grep -c 'Report' "$work/ls.out")" -eq 100000 ]; }
+mount_cat() { cat "$work/mnt/Bench/Content.bin" >/dev/null; }
+local_cat() { cat "$work/512m.bin" >/dev/null; }
+check_cat() { cmp -s "$work/mnt/Bench/Content.bin" "$work/512m.bin"; }
+mount_memory() { awk '/^VmRSS/ { printf "%.1f", $2 / 1024 }' "/proc/$mount_pid/status"; }
+
+mount_figures() {
+  if [ ! -e /dev/fuse ]; then
+    echo "No /dev/fuse: the mount's figures are left out" >&2
+    return
+  fi
+  make_local_large
+  fresh_replica
+  mount_drive
+  compare mount_ls provider_list remount_fresh
+  check ls check_ls
+  record "first ls -l of 100,000 entries in the mount" "$provider_s" "$reference_s" 1.5 s
+  mount_ls
+  record "mount resident memory with 100,000 listed" "$(mount_memory)" null 96 MiB
+  compare mount_ls local_ls
+  record "ls -l of 100,000 entries, warm" "$provider_s" "$reference_s" 3.0 s
+  check cat check_cat
+  compare mount_cat local_cat
+  record "cat of a downloaded 512 MiB file" "$provider_s" "$reference_s" 2.5 s
+  unmount_drive
+}
+
 # check NAME CONDITION...: a figure only counts when both sides did the whole job.
 check() {
   local name=$1
@@ -286,6 +332,7 @@ main() {
   record "replica resident memory after it" "$(replica_memory)" null 64 MiB
   compare replica_creates shell_creates fresh_replica
   record "drain 1,000 queued 4 KiB creates" "$provider_s" "$reference_s" 1.5 s
+  mount_figures
 
   print_table
   write_json
