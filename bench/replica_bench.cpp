@@ -11,8 +11,8 @@
 #include <iostream>
 #include <string>
 
-#include "extension/file_provider_extension.h"
 #include "cli/global_options.h"
+#include "extension/file_provider_extension.h"
 #include "platform/atomic_file.h"
 #include "replica/replica.h"
 

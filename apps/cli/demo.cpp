@@ -6,8 +6,8 @@
 
 #include "cli/demo_sandbox.h"
 #include "cli/demo_walk.h"
-#include "extension/file_provider_extension.h"
 #include "cli/mount_demo.h"
+#include "extension/file_provider_extension.h"
 #include "reference/stop_signals.h"
 
 namespace drive::cli {

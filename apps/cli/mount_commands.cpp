@@ -8,11 +8,11 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "cli/mount_host.h"
 #include "mount/action_names.h"
 #include "mount/item_xattrs.h"
 #include "mount/mount_error.h"
 #include "mount/mount_lock.h"
-#include "cli/mount_host.h"
 #include "replica/replica_options.h"
 
 namespace drive::cli {

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "mount/mount_lock.h"
 #include "mount/mount_fixture.h"
+#include "mount/mount_lock.h"
 #include "support/test_files.h"
 
 namespace drive::mount::testing {

@@ -96,7 +96,8 @@ TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
   service().injectFault("*/content", reference::Fault::dropped(), 20, "GET");
   EXPECT_EQ(failure(::open(at(notes).c_str(), O_RDONLY)), EIO);
   service().clearFaults();
-  EXPECT_EQ(drive::test_support::readText(notes), "# Notes\n\n- call the printer\n- book the venue\n");
+  EXPECT_EQ(drive::test_support::readText(notes),
+            "# Notes\n\n- call the printer\n- book the venue\n");
 }
 
 TEST_F(MountSemantics, AnUnlinkedFileStaysReadableWhileOpen) {
