@@ -31,6 +31,7 @@ MountSession::MountSession(replica::Replica& replica, const MountOptions& option
   fuse_args args = FUSE_ARGS_INIT(static_cast<int>(argv.size()), argv.data());
   session_ = fuse_session_new(&args, &DriveFileSystem::operations(), sizeof(fuse_lowlevel_ops),
                               fileSystem_.get());
+  fuse_opt_free_args(&args);
   if (!session_) throw MountError("cannot start a FUSE session (is /dev/fuse there?).");
   if (fuse_session_mount(session_, options.mountpoint.c_str()) != 0) {
     fuse_session_destroy(session_);
