@@ -167,8 +167,11 @@ void SyncEngine::sendModify(const PendingChange& change, const ItemInfo& item,
 }
 
 void SyncEngine::sendDelete(const PendingChange& change, const ItemInfo& item) {
-  auto reply = calls::deleteItem(extension_, item.identifier);
-  if (reply.error && verdictOf(*reply.error) != Verdict::gone) throw *reply.error;
+  // An item that never reached the service has nothing to delete there.
+  if (!item.isLocal()) {
+    auto reply = calls::deleteItem(extension_, item.identifier);
+    if (reply.error && verdictOf(*reply.error) != Verdict::gone) throw *reply.error;
+  }
   Lock lock(mutex_);
   SqlTransaction transaction(store_.connection());
   for (const auto erased : store_.erase(item.key))
@@ -211,7 +214,11 @@ void SyncEngine::failChange(const PendingChange& change, const ItemInfo& item,
   replicaLog().info(changeKindWord(change.kind) + " of " + item.filename + ": " + reason);
   Lock lock(mutex_);
   SqlTransaction transaction(store_.connection());
-  if (verdict == Verdict::transient) {
+  if (change.kind != ChangeKind::remove && store_.isRemoved(change.key)) {
+    // Removed here while the change was on its way (a file saved over another): the queued
+    // removal settles it, whatever this change met.
+    store_.finishChange(change.sequence);
+  } else if (verdict == Verdict::transient) {
     const auto shift = std::min(change.attempts, 20);
     const auto delay =
         std::min<std::int64_t>(options_.maxBackoff.count(), options_.firstRetry.count() << shift);
@@ -245,6 +252,7 @@ void SyncEngine::refuseCreate(const PendingChange& change, ItemKey key, const st
 }
 
 void SyncEngine::keepAsSibling(ItemKey key, const std::string& name, bool queueCreate) {
+  if (!contents_.has(key)) return;  // nothing written here is left to keep
   const auto info = *store_.item(key);
   const auto sibling = store_.insertLocal(info.parent, freeName(info.parent, name), false);
   contents_.transfer(key, sibling);

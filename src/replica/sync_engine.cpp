@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "platform/environment.h"
+#include "replica/replica_log.h"
 
 namespace drive::replica {
 namespace {
@@ -91,25 +92,35 @@ void SyncEngine::workerLoop() {
       pollWanted_ = false;
       changeWanted_ = false;
     }
-    if (poll) {
-      refreshFolders();
-      refreshWorkingSet();
-      nextPoll = std::chrono::steady_clock::now() + options_.pollInterval;
+    if (poll) nextPoll = std::chrono::steady_clock::now() + options_.pollInterval;
+    try {
+      if (!runCycle(poll)) return;
+    } catch (const std::exception& error) {
+      // The host outlives whatever one cycle met; the next cycle tries again.
+      replicaLog().error(std::string("Sync cycle failed: ") + error.what());
     }
-    bool sent = false;
-    while (sendNextChange()) {
-      sent = true;
-      std::lock_guard lock(wakeMutex_);
-      if (stopping_) return;
-    }
-    // What our own changes did on the service comes back through the working set.
-    if (sent) refreshWorkingSet();
     idle_.notify_all();
     std::unique_lock lock(wakeMutex_);
     const auto due = std::min(nextPoll, std::chrono::steady_clock::now() +
                                             std::chrono::milliseconds(options_.firstRetry));
     wake_.wait_until(lock, due, [this] { return stopping_ || pollWanted_ || changeWanted_; });
   }
+}
+
+bool SyncEngine::runCycle(bool poll) {
+  if (poll) {
+    refreshFolders();
+    refreshWorkingSet();
+  }
+  bool sent = false;
+  while (sendNextChange()) {
+    sent = true;
+    std::lock_guard lock(wakeMutex_);
+    if (stopping_) return false;
+  }
+  // What our own changes did on the service comes back through the working set.
+  if (sent) refreshWorkingSet();
+  return true;
 }
 
 bool SyncEngine::waitUntilIdle(std::chrono::milliseconds timeout) {

@@ -113,6 +113,8 @@ class SyncEngine {
   std::string freeName(ItemKey parent, const std::string& name);
 
   void workerLoop();
+  // One round of refreshing and sending; false when the engine is stopping.
+  bool runCycle(bool poll);
   void wake();
   std::string identifierOf(ItemKey key);
 

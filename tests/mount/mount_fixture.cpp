@@ -4,6 +4,7 @@
 #include <stdio.h>
 
 #include <array>
+#include <iostream>
 
 #include "session/session_store.h"
 #include "support/test_files.h"
@@ -29,12 +30,15 @@ void MountTest::TearDown() {
   }
   if (child_) child_->finish();
   child_.reset();
+  // What the mount said is the first thing to read when a test of it failed.
+  if (HasFailure()) std::cerr << "mount's errors:\n" << mountErrors();
   ServiceTest::TearDown();
 }
 
 void MountTest::mount() {
   child_ = std::make_unique<cli::testing::PralodriveChild>(
-      std::vector<std::string>{"mount", drive().string(), "--foreground", "--poll", "1"},
+      std::vector<std::string>{"--verbose", "mount", drive().string(), "--foreground", "--poll",
+                               "1"},
       childEnvironment(), root() / "mount-stderr.txt");
   const auto line = child_->readLine();
   ASSERT_TRUE(line && line->starts_with("Mounted")) << line.value_or("") << mountErrors();
