@@ -6,6 +6,8 @@
 #include <functional>
 #include <type_traits>
 
+#include "platform/scope_exit.h"
+
 namespace drive {
 namespace {
 
@@ -250,9 +252,16 @@ R decodeObject(od::object object) {
   return record;
 }
 
+// A parser keeps the capacity of the largest document it read; past this size that memory
+// goes back once the document is decoded, rather than stay with the thread for good.
+constexpr std::size_t kKeptParserCapacity = 1 << 20;
+
 template <typename R>
 R decodeDocument(std::string_view json) {
   thread_local od::parser parser;
+  const fp::ScopeExit shrink([&] {
+    if (json.size() > kKeptParserCapacity) parser = od::parser{};
+  });
   const simdjson::padded_string padded(json);
   od::document document;
   check(parser.iterate(padded).get(document), "document");
