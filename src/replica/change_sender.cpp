@@ -33,6 +33,12 @@ fp::ItemPtr templateOf(const ItemInfo& item, const std::string& identifier,
       item.isFolder ? fp::UniformType::folder() : fp::UniformType::data());
 }
 
+std::int64_t fileSize(const std::filesystem::path& path) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path, error);
+  return error ? 0 : static_cast<std::int64_t>(size);
+}
+
 }  // namespace
 
 std::int64_t SyncEngine::nowMs() const {
@@ -68,73 +74,76 @@ std::optional<PendingChange> SyncEngine::nextDueChange() {
 }
 
 bool SyncEngine::sendNextChange() {
-  std::optional<PendingChange> change;
+  std::optional<OutgoingChange> outgoing;
   {
     Lock lock(mutex_);
     SqlTransaction transaction(store_.connection());
-    change = nextDueChange();
-    if (change) {
+    if (const auto change = nextDueChange()) {
       store_.beginSending(change->sequence);
       store_.setLocalState(change->key, LocalState::transferring);
+      outgoing.emplace(prepare(*change));
     }
     transaction.commit();
   }
-  if (!change) return false;
-  sendChange(*change);
+  if (!outgoing) return false;
+  sendChange(*outgoing);
   return true;
 }
 
-void SyncEngine::sendChange(const PendingChange& change) {
-  ItemInfo item;
-  std::string parentId;
-  {
-    Lock lock(mutex_);
-    item = *store_.item(change.key);
-    parentId = store_.item(item.parent)->identifier;
+OutgoingChange SyncEngine::prepare(const PendingChange& change) {
+  OutgoingChange outgoing{change, *store_.item(change.key), {}, std::nullopt};
+  outgoing.parentId = store_.item(outgoing.item.parent)->identifier;
+  const bool uploads =
+      change.kind == ChangeKind::create ||
+      (change.kind == ChangeKind::modify && (change.fields & fp::ItemField::contents));
+  if (uploads && !outgoing.item.isFolder) {
+    outgoing.contents.emplace(contents_.stage(change.key, change.sequence));
   }
+  return outgoing;
+}
+
+void SyncEngine::sendChange(const OutgoingChange& outgoing) {
+  const auto& change = outgoing.change;
   try {
     switch (change.kind) {
       case ChangeKind::create:
-        sendCreate(change, item, parentId);
+        sendCreate(outgoing);
         break;
       case ChangeKind::modify:
-        sendModify(change, item, parentId);
+        sendModify(outgoing);
         break;
       case ChangeKind::remove:
-        sendDelete(change, item);
+        sendDelete(change, outgoing.item);
         break;
     }
   } catch (const fp::PlatformError& error) {
-    failChange(change, item, error);
+    failChange(change, outgoing.item, error);
   } catch (const ReplicaError& error) {
-    failChange(change, item,
+    failChange(change, outgoing.item,
                fp::PlatformError::withDescription(
                    fp::NSCocoaErrorDomain, fp::CocoaErrorCode::fileReadUnknown, error.what()));
   }
 }
 
-void SyncEngine::sendCreate(const PendingChange& change, const ItemInfo& item,
-                            const std::string& parentId) {
+void SyncEngine::sendCreate(const OutgoingChange& outgoing) {
+  const auto& [change, item, parentId, staged] = outgoing;
   std::optional<fp::URL> contents;
-  if (!item.isFolder) {
-    contents_.ensure(item.key);
-    contents = contents_.pathOf(item.key);
-  }
+  if (staged) contents = staged->path();
   // After an attempt that may have reached the service, the provider adopts what it made.
   const fp::CreateItemOptions options =
       change.attempts > 0 ? fp::CreateItemOption::mayAlreadyExist : 0;
   TransferProgress progress(options_.progressFd, "Uploading", item.filename,
-                            item.isFolder ? 0 : contents_.sizeOf(item.key));
+                            staged ? fileSize(staged->path()) : 0);
   auto reply = calls::createItem(extension_, templateOf(item, "", parentId), contents, options);
   if (reply.error) throw *reply.error;
   settleChange(change, reply.item);
 }
 
-void SyncEngine::sendModify(const PendingChange& change, const ItemInfo& item,
-                            const std::string& parentId) {
+void SyncEngine::sendModify(const OutgoingChange& outgoing) {
+  const auto& [change, item, parentId, staged] = outgoing;
   auto fields = change.fields;
   std::optional<fp::URL> contents;
-  if ((fields & fp::ItemField::contents) && !item.isFolder) {
+  if (staged) {
     auto service = calls::itemForIdentifier(extension_, item.identifier);
     if (service.error) throw *service.error;
     const auto serviceVersion = service.item->itemVersion().contentVersion;
@@ -143,9 +152,8 @@ void SyncEngine::sendModify(const PendingChange& change, const ItemInfo& item,
       Lock lock(mutex_);
       base = store_.baseVersion(item.key);
     }
-    const auto local = fp::SHA256::hashFile(contents_.pathOf(item.key)).value_or(fp::Bytes{});
-    const auto localHex = hexOf(local);
-    if (fp::Bytes(localHex.begin(), localHex.end()) == serviceVersion) {
+    const auto local = hexOf(fp::SHA256::hashFile(staged->path()).value_or(fp::Bytes{}));
+    if (fp::Bytes(local.begin(), local.end()) == serviceVersion) {
       fields &= ~fp::ItemField::contents;  // already there: a retry after our upload landed
     } else if (serviceVersion != base) {
       Lock lock(mutex_);
@@ -155,11 +163,11 @@ void SyncEngine::sendModify(const PendingChange& change, const ItemInfo& item,
       transaction.commit();
       fields &= ~fp::ItemField::contents;
     } else {
-      contents = contents_.pathOf(item.key);
+      contents = staged->path();
     }
   }
   TransferProgress progress(options_.progressFd, "Uploading", item.filename,
-                            contents ? contents_.sizeOf(item.key) : 0);
+                            contents ? fileSize(*contents) : 0);
   auto reply = calls::modifyItem(extension_, templateOf(item, item.identifier, parentId),
                                  fields & ~fp::ItemField::contents, contents);
   if (reply.error) throw *reply.error;

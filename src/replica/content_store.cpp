@@ -16,8 +16,27 @@ namespace {
 
 ContentStore::ContentStore(std::filesystem::path directory) : directory_(std::move(directory)) {
   std::error_code error;
-  std::filesystem::create_directories(directory_, error);
+  // Names left by uploads that a crash interrupted; their changes are still queued.
+  std::filesystem::remove_all(stagingDirectory(), error);
+  std::filesystem::create_directories(stagingDirectory(), error);
   if (error) failWith("Cannot create the content store " + directory_.string(), error);
+}
+
+ContentStore::Staged::~Staged() {
+  std::error_code error;
+  if (!path_.empty()) std::filesystem::remove(path_, error);
+}
+
+ContentStore::Staged ContentStore::stage(ItemKey key, std::int64_t sequence) {
+  ensure(key);
+  auto staged = stagingDirectory() / (std::to_string(key) + "-" + std::to_string(sequence));
+  std::error_code error;
+  std::filesystem::remove(staged, error);
+  std::filesystem::create_hard_link(pathOf(key), staged, error);
+  // A file system without hard links costs a copy.
+  if (error) std::filesystem::copy_file(pathOf(key), staged, error);
+  if (error) failWith("Cannot prepare the upload of " + pathOf(key).string(), error);
+  return Staged(std::move(staged));
 }
 
 std::filesystem::path ContentStore::pathOf(ItemKey key) const {

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
+#include <utility>
 
 #include "replica/item_key.h"
 
@@ -24,7 +26,25 @@ class ContentStore {
   std::int64_t sizeOf(ItemKey key) const;
   bool has(ItemKey key) const;
 
+  // A second name for the item's copy that an upload reads from, so that a rename over the
+  // copy or its drop while the upload runs cannot take the file away from under it. Removed
+  // when the returned value goes.
+  class Staged {
+   public:
+    explicit Staged(std::filesystem::path path) : path_(std::move(path)) {}
+    Staged(Staged&& other) noexcept : path_(std::exchange(other.path_, {})) {}
+    Staged& operator=(Staged&&) = delete;
+    ~Staged();
+    const std::filesystem::path& path() const { return path_; }
+
+   private:
+    std::filesystem::path path_;
+  };
+  Staged stage(ItemKey key, std::int64_t sequence);
+
  private:
+  std::filesystem::path stagingDirectory() const { return directory_ / "uploading"; }
+
   std::filesystem::path directory_;
 };
 

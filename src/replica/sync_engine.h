@@ -29,6 +29,14 @@ struct RemoteEvent {
   bool contentsChanged = false;
 };
 
+// A change on its way to the provider, as it stood when it was picked.
+struct OutgoingChange {
+  PendingChange change;
+  ItemInfo item;
+  std::string parentId;
+  std::optional<ContentStore::Staged> contents;  // what an upload reads
+};
+
 // Everything behind Replica. The database is the one source of truth and is touched only
 // under `mutex_`, never across a request to the provider.
 class SyncEngine {
@@ -84,9 +92,10 @@ class SyncEngine {
   // Sending (change_sender.cpp)
   bool sendNextChange();
   std::optional<PendingChange> nextDueChange();
-  void sendChange(const PendingChange& change);
-  void sendCreate(const PendingChange& change, const ItemInfo& item, const std::string& parentId);
-  void sendModify(const PendingChange& change, const ItemInfo& item, const std::string& parentId);
+  OutgoingChange prepare(const PendingChange& change);
+  void sendChange(const OutgoingChange& outgoing);
+  void sendCreate(const OutgoingChange& outgoing);
+  void sendModify(const OutgoingChange& outgoing);
   void sendDelete(const PendingChange& change, const ItemInfo& item);
   void failChange(const PendingChange& change, const ItemInfo& item,
                   const fp::PlatformError& error);

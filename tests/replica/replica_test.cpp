@@ -117,6 +117,30 @@ TEST_F(ReplicaSync, TransientFailuresAreRetriedWithNothingDuplicated) {
   EXPECT_TRUE(replica().status().held.empty());
 }
 
+// What editors do: write a new file, then rename it over the original. Here the new file's
+// own upload is still running when the rename comes.
+TEST_F(ReplicaSync, AFileSavedOverAnotherDuringItsUploadLeavesOnlyTheOriginal) {
+  const auto documents = at("Alex Morgan/Documents");
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  replica().stop();
+  const auto saved = replica().createFile(documents.key, ".Notes.md.swp");
+  write(saved.key, "saved by rename");
+  service().injectFault("/storage/nodes", Fault::delayed(std::chrono::milliseconds(400)), 1,
+                        "POST");
+  replica().start();
+  ASSERT_TRUE(eventually(
+      [&] { return replica().item(saved.key)->localState == LocalState::transferring; }, false));
+  replica().replace(saved.key, notes.key);
+  drain();
+  replica().syncNow();
+  drain();
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Notes.md")), "saved by rename");
+  EXPECT_THAT(serviceNames("Alex Morgan/Documents"), ::testing::Not(Contains(".Notes.md.swp")));
+  EXPECT_FALSE(replica().child(documents.key, ".Notes.md.swp"));
+  EXPECT_EQ(replica().child(documents.key, "Notes.md")->key, notes.key);
+  EXPECT_EQ(text(notes.key), "saved by rename");
+}
+
 TEST_F(ReplicaSync, RefusalsKeepWhatTheUserWrote) {
   const auto documents = at("Alex Morgan/Documents");
   const auto deliverables = at("Client Showcase/Deliverables");
