@@ -116,7 +116,9 @@ ItemInfo SyncEngine::rename(ItemKey key, ItemKey newParent, const std::string& n
   if (newParent != info.parent) fields |= fp::ItemField::parentItemIdentifier;
   SqlTransaction transaction(store_.connection());
   store_.setPlace(key, newParent, newName);
-  if (fields != 0 && !staysLocal(info)) {
+  if (staysLocal(info) && info.isLocal() && !staysLocal(target)) {
+    joinSync(key);
+  } else if (fields != 0 && !staysLocal(info)) {
     store_.enqueue(key, info.isLocal() ? ChangeKind::create : ChangeKind::modify, fields);
     store_.setLocalState(key, LocalState::waiting);
   }
@@ -125,6 +127,15 @@ ItemInfo SyncEngine::rename(ItemKey key, ItemKey newParent, const std::string& n
   lock.unlock();
   wake();
   return renamed;
+}
+
+void SyncEngine::joinSync(ItemKey key) {
+  // What the provider refuses again ends local-only again, with its reason.
+  store_.enqueue(key, ChangeKind::create, 0);
+  store_.setLocalState(key, LocalState::waiting);
+  for (const auto& child : store_.children(key)) {
+    if (child.isLocal() && staysLocal(child)) joinSync(child.key);
+  }
 }
 
 ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {

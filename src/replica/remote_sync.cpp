@@ -1,5 +1,6 @@
 #include <malloc.h>
 
+#include <algorithm>
 #include <unordered_map>
 
 #include "platform/blocking_calls.h"
@@ -94,17 +95,33 @@ void SyncEngine::applyUpdates(ItemKey folder, const std::vector<fp::ItemPtr>& it
   }
 }
 
+bool SyncEngine::holdsLocalWork(const ItemInfo& info) {
+  if (store_.isRemoved(info.key)) return false;
+  if (!info.isFolder) {
+    // A queued rename of a copy never downloaded has nothing to bring back.
+    return info.locallyModified || (store_.hasPending(info.key) && contents_.has(info.key));
+  }
+  if (info.isLocal()) return true;
+  const auto children = store_.children(info.key);
+  return std::any_of(children.begin(), children.end(),
+                     [this](const ItemInfo& child) { return holdsLocalWork(child); });
+}
+
 void SyncEngine::applyRemoteRemoval(ItemKey key, std::vector<RemoteEvent>& events) {
   const auto info = store_.item(key);
   if (!info) return;
-  if (info->locallyModified || store_.hasPending(key)) {
-    // What the user wrote is not lost: the item goes back up as a new one.
-    recreateLocally(key);
+  if (!holdsLocalWork(*info)) {
+    for (const auto erased : store_.erase(key))
+      contents_.drop(erased);
+    events.push_back({RemoteEvent::Kind::removed, info->parent, info->parent, key, false});
     return;
   }
-  for (const auto erased : store_.erase(key))
-    contents_.drop(erased);
-  events.push_back({RemoteEvent::Kind::removed, info->parent, info->parent, key, false});
+  // What the user wrote is not lost: it goes back up as new items, and a folder with it.
+  if (info->isFolder) {
+    for (const auto& child : store_.children(key))
+      applyRemoteRemoval(child.key, events);
+  }
+  recreateLocally(key);
 }
 
 void SyncEngine::refreshFolders() {
@@ -122,7 +139,8 @@ void SyncEngine::refreshFolders() {
     std::string identifier;
     {
       Lock lock(mutex_);
-      if (!store_.isListed(folder)) continue;
+      // A folder made here (or made again) has no changes on the service to ask for yet.
+      if (!store_.isListed(folder) || store_.item(folder)->isLocal()) continue;
       anchor = store_.anchor(folder);
       identifier = store_.item(folder)->identifier;
     }

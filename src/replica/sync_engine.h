@@ -87,6 +87,8 @@ class SyncEngine {
   void applyUpdates(ItemKey folder, const std::vector<fp::ItemPtr>& items,
                     std::vector<RemoteEvent>* events);
   void applyRemoteRemoval(ItemKey key, std::vector<RemoteEvent>& events);
+  // Whether the item, or anything below it, holds what the user wrote and the service lacks.
+  bool holdsLocalWork(const ItemInfo& info);
   void notify(const std::vector<RemoteEvent>& events);
 
   // Sending (change_sender.cpp)
@@ -116,6 +118,8 @@ class SyncEngine {
   // Helpers (local_changes.cpp); the caller holds mutex_ and a transaction.
   void markContentsChanged(ItemKey key);
   void markRemoved(ItemKey key);
+  // A local-only item (and what is local-only below it) moved where things sync.
+  void joinSync(ItemKey key);
   ItemInfo existing(ItemKey key);
   ItemInfo folderFor(ItemKey key);
   void checkFreeName(ItemKey parent, const std::string& name, ItemKey except);

@@ -211,6 +211,56 @@ TEST_F(ReplicaSync, ARemoteDeleteOfALocalEditBringsTheEditBack) {
   EXPECT_EQ(listed->key, budget.key);
 }
 
+// Running, and the edit queued after the delete: it must not go up into the trashed node.
+TEST_F(ReplicaSync, AnEditQueuedAfterARemoteDeleteGoesUpAsANewItem) {
+  const auto budget = at("Alex Morgan/Photos/budget.csv");
+  const auto trashed = idOf("Alex Morgan/Photos/budget.csv");
+  text(budget.key);
+  service().tree().remove(trashed);
+  write(budget.key, "item,amount\nall,2\n");
+  drain();
+  const auto identifier = replica().item(budget.key)->identifier;
+  ASSERT_NE(identifier, "node:" + trashed);
+  EXPECT_EQ(service().tree().content(identifier.substr(5)), "item,amount\nall,2\n");
+  EXPECT_EQ(service().tree().content(trashed), "item,amount\nflights,420\nhotel,610\n");
+}
+
+TEST_F(ReplicaSync, ARemoteDeleteOfAFolderKeepsTheEditsMadeInIt) {
+  const auto drafts = at("Alex Morgan/Documents/Drafts");
+  service().tree().addFile(idOf("Alex Morgan/Documents/Drafts"), "Plan.txt", "plan");
+  const auto outline = at("Alex Morgan/Documents/Drafts/Outline.docx");
+  const auto plan = at("Alex Morgan/Documents/Drafts/Plan.txt");
+  replica().stop();
+  write(outline.key, "my outline");
+  service().tree().remove(idOf("Alex Morgan/Documents/Drafts"));
+  replica().start();
+  drain();
+  const auto folder = replica().item(drafts.key);
+  ASSERT_TRUE(folder);
+  const auto edited = replica().item(outline.key);
+  ASSERT_TRUE(edited);
+  EXPECT_EQ(service().tree().content(edited->identifier.substr(5)), "my outline");
+  EXPECT_EQ(service().tree().node(edited->identifier.substr(5)).parentId,
+            folder->identifier.substr(5));
+  EXPECT_FALSE(service().tree().node(folder->identifier.substr(5)).trashedAt);
+  EXPECT_FALSE(replica().item(plan.key)) << "what was not edited here goes with the folder";
+}
+
+// A folder the service refused, with a file in it, moved to where the user may write.
+TEST_F(ReplicaSync, ALocalOnlyFolderMovedIntoASyncedOneGoesUp) {
+  const auto documents = at("Alex Morgan/Documents");
+  const auto mine = replica().createFolder(at("Client Showcase/Deliverables").key, "Mine");
+  const auto draft = replica().createFile(mine.key, "draft.txt");
+  write(draft.key, "my draft");
+  drain();
+  ASSERT_EQ(replica().item(draft.key)->localState, LocalState::localOnly);
+  replica().rename(mine.key, documents.key, "Mine");
+  drain();
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Mine/draft.txt")), "my draft");
+  EXPECT_EQ(replica().item(mine.key)->localState, LocalState::inStep);
+  EXPECT_EQ(replica().item(draft.key)->reason, "");
+}
+
 TEST_F(ReplicaSync, ContentsAreSharedKeptOfflineAndEvicted) {
   const auto photos = at("Alex Morgan/Photos");
   const auto beach = at("Alex Morgan/Photos/Beach.jpg");
