@@ -97,6 +97,9 @@ SqlConnection::SqlConnection(const std::filesystem::path& file, bool readOnly) {
     // WAL with synchronous=NORMAL survives a killed process; only a machine crash may lose
     // the last transactions, never consistency.
     execute("PRAGMA synchronous=NORMAL");
+    // A large listing writes in one transaction; with SQLite's 2 MiB default the page cache
+    // spills to the log halfway through and reads it back.
+    execute("PRAGMA cache_size=-16384");
   }
 }
 
