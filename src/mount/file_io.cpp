@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 
 #include "mount/drive_file_system.h"
@@ -149,7 +150,15 @@ void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct sta
     truncate(info, wanted.st_size, fi);
     info = existing(ino);
   }
-  // Modes and times stay the drive's own, as on file systems without them.
+  if (toSet & (FUSE_SET_ATTR_MTIME | FUSE_SET_ATTR_MTIME_NOW)) {
+    const auto when = toSet & FUSE_SET_ATTR_MTIME_NOW
+                          ? std::chrono::system_clock::now().time_since_epoch()
+                          : std::chrono::seconds(wanted.st_mtim.tv_sec) +
+                                std::chrono::nanoseconds(wanted.st_mtim.tv_nsec);
+    replica_.setModified(info.key, std::chrono::duration<double>(when).count());
+    info = existing(ino);
+  }
+  // Modes stay the drive's own, as on file systems without them.
   const auto result = attributes(info);
   reply([&](fuse_req_t r) { return fuse_reply_attr(r, &result, kCacheTimeout); });
 }

@@ -19,6 +19,7 @@ CREATE TABLE IF NOT EXISTS items(
   is_folder INTEGER NOT NULL DEFAULT 0,
   size INTEGER NOT NULL DEFAULT 0,
   modified REAL,
+  local_modified REAL,
   created REAL,
   capabilities INTEGER NOT NULL DEFAULT 1,
   content_version BLOB,
@@ -51,7 +52,8 @@ CREATE INDEX IF NOT EXISTS queue_by_key ON queue(key);
 )";
 
 constexpr const char* kItemColumns =
-    "key, parent, identifier, filename, content_type, is_folder, size, modified, created, "
+    "key, parent, identifier, filename, content_type, is_folder, size, "
+    "COALESCE(local_modified, modified), created, "
     "capabilities, content_version, metadata_version, sync_mode, user_info, decorations, "
     "downloaded, kept_offline, modified_locally, local_state, reason";
 
@@ -131,6 +133,13 @@ ItemStore::ItemStore(const std::filesystem::path& file, bool readOnly)
 
 void ItemStore::createSchema() {
   connection_.execute(kSchema);
+  // Databases from before programs could set modification dates.
+  auto hasLocalModified = connection_.prepare(
+      "SELECT COUNT(*) FROM pragma_table_info('items') WHERE name = 'local_modified'");
+  hasLocalModified.step();
+  if (hasLocalModified.integer(0) == 0) {
+    connection_.execute("ALTER TABLE items ADD COLUMN local_modified REAL");
+  }
   connection_
       .prepare(
           "INSERT OR IGNORE INTO items(key, identifier, parent, filename, is_folder, "
@@ -188,11 +197,12 @@ ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent) {
   existing.bind(1, identifier);
   const bool known = existing.step();
   bool localChanges = false;
+  bool dirtyCopy = false;
   if (known) {
     outcome.key = static_cast<ItemKey>(existing.integer(0));
     outcome.oldParent = static_cast<ItemKey>(existing.integer(1));
     localChanges = existing.integer(10) > 0;
-    const bool dirty = existing.integer(8) != 0;
+    dirtyCopy = existing.integer(8) != 0;
     outcome.contentsChanged = existing.bytes(3) != version.contentVersion;
     outcome.changed = outcome.contentsChanged || outcome.oldParent != parent ||
                       existing.text(2) != item.filename() || existing.integer(4) != size ||
@@ -200,7 +210,7 @@ ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent) {
                       (modified && existing.real(5) != *modified) ||
                       static_cast<fp::ItemCapabilities>(existing.integer(6)) != capabilities ||
                       existing.text(7) != mode;
-    outcome.copyDropped = outcome.contentsChanged && !dirty && existing.integer(9) != 0;
+    outcome.copyDropped = outcome.contentsChanged && !dirtyCopy && existing.integer(9) != 0;
     if (localChanges) {
       // The local name and place win until the change reaches the service.
       parent = outcome.oldParent;
@@ -213,7 +223,9 @@ ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent) {
               "capabilities = ?9, content_version = ?10, metadata_version = ?11, sync_mode = ?12, "
               "user_info = ?13, decorations = ?14, "
               "downloaded = CASE WHEN ?15 THEN 0 ELSE downloaded END, "
-              "stored_bytes = CASE WHEN ?15 THEN 0 ELSE stored_bytes END WHERE identifier = ?1"
+              "stored_bytes = CASE WHEN ?15 THEN 0 ELSE stored_bytes END, "
+              "local_modified = CASE WHEN ?18 THEN NULL ELSE local_modified END "
+              "WHERE identifier = ?1"
             : "INSERT INTO items(identifier, parent, filename, content_type, is_folder, size, "
               "modified, created, capabilities, content_version, metadata_version, sync_mode, "
               "user_info, decorations) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, "
@@ -232,7 +244,12 @@ ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent) {
       .bind(12, mode)
       .bind(13, nlohmann::json(userInfo).dump())
       .bind(14, nlohmann::json(item.decorations()).dump());
-  if (known) write.bind(15, outcome.copyDropped).bind(17, localChanges);
+  // New contents from elsewhere come with their own date, not one a program set here.
+  if (known) {
+    write.bind(15, outcome.copyDropped)
+        .bind(17, localChanges)
+        .bind(18, outcome.contentsChanged && !dirtyCopy);
+  }
   write.run();
   if (!known) {
     outcome.key = static_cast<ItemKey>(connection_.lastInsertedRow());
@@ -305,6 +322,20 @@ void ItemStore::setPlace(ItemKey key, ItemKey parent, const std::string& name) {
       .bind(2, name)
       .bind(3, key)
       .run();
+}
+
+void ItemStore::setLocalModified(ItemKey key, std::optional<double> seconds) {
+  connection_.prepare("UPDATE items SET local_modified = ? WHERE key = ?")
+      .bind(1, seconds)
+      .bind(2, key)
+      .run();
+}
+
+std::optional<double> ItemStore::localModified(ItemKey key) {
+  auto row = connection_.prepare("SELECT local_modified FROM items WHERE key = ?");
+  row.bind(1, key);
+  if (!row.step() || row.isNull(0)) return std::nullopt;
+  return row.real(0);
 }
 
 void ItemStore::setSize(ItemKey key, std::int64_t size) {

@@ -62,6 +62,10 @@ class ItemStore {
   void setIdentifier(ItemKey key, const std::string& identifier);
   void setPlace(ItemKey key, ItemKey parent, const std::string& name);
   void setSize(ItemKey key, std::int64_t size);
+  // A modification date a program set here; shown instead of the service's until the
+  // contents change on the service. Seconds since the epoch; none to go back to the service's.
+  void setLocalModified(ItemKey key, std::optional<double> seconds);
+  std::optional<double> localModified(ItemKey key);
   void setLocalState(ItemKey key, LocalState state, const std::string& reason = {});
   void setRemoved(ItemKey key, bool removed);
   bool isRemoved(ItemKey key);

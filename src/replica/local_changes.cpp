@@ -150,6 +150,8 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
     SqlTransaction transaction(store_.connection());
     contents_.ensure(source);
     contents_.transfer(source, target);
+    // The date a program gave the new file (rsync does) goes with its contents.
+    store_.setLocalModified(target, store_.localModified(source));
     markRemoved(source);
     markContentsChanged(target);
     transaction.commit();
@@ -157,6 +159,12 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
   }
   wake();
   return replaced;
+}
+
+void SyncEngine::setModified(ItemKey key, double seconds) {
+  Lock lock(mutex_);
+  existing(key);
+  store_.setLocalModified(key, seconds);
 }
 
 void SyncEngine::remove(ItemKey key) {

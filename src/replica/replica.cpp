@@ -64,6 +64,9 @@ ItemInfo Replica::rename(ItemKey key, ItemKey newParent, const std::string& newN
 ItemInfo Replica::replace(ItemKey source, ItemKey target) {
   return engine_->replace(source, target);
 }
+void Replica::setModified(ItemKey key, double seconds) {
+  engine_->setModified(key, seconds);
+}
 void Replica::remove(ItemKey key) {
   engine_->remove(key);
 }

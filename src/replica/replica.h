@@ -69,6 +69,9 @@ class Replica {
   // The contents of `source` become the contents of `target`, which keeps its identity;
   // `source` goes away. What an editor's save by rename does.
   ItemInfo replace(ItemKey source, ItemKey target);
+  // A modification date set by a program (touch, rsync, cp -p), in seconds since the epoch.
+  // Kept on this machine only, until the contents change on the service.
+  void setModified(ItemKey key, double seconds);
   // A folder must be empty.
   void remove(ItemKey key);
 

@@ -74,6 +74,7 @@ class SyncEngine {
   ItemInfo create(ItemKey parent, const std::string& name, bool folder);
   ItemInfo rename(ItemKey key, ItemKey newParent, const std::string& newName);
   ItemInfo replace(ItemKey source, ItemKey target);
+  void setModified(ItemKey key, double seconds);
   void remove(ItemKey key);
 
  private:

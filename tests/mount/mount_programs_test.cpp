@@ -80,6 +80,29 @@ TEST_F(MountPrograms, GitRepositoryStaysCleanAcrossARemount) {
   EXPECT_EQ(output, "");
 }
 
+TEST_F(MountPrograms, RsyncSendsOnlyWhatChangedAndKeepsTheDatesItSet) {
+  if (!hasProgram("rsync")) GTEST_SKIP() << "rsync is not installed";
+  makeTree(local("tree"), 40);
+  const auto rsync =
+      "rsync -a --stats '" + local("tree").string() + "/' '" + kDocuments + "/tree/'";
+  std::string output;
+  ASSERT_EQ(sh(rsync, &output), 0) << output;
+  EXPECT_NE(output.find("Number of regular files transferred: 40"), std::string::npos) << output;
+  ASSERT_EQ(sh(rsync, &output), 0) << output;
+  EXPECT_NE(output.find("Number of regular files transferred: 0"), std::string::npos) << output;
+  std::ofstream(local("tree/dir3/file13.txt"), std::ios::app) << "more\n";
+  ASSERT_EQ(sh(rsync, &output), 0) << output;
+  EXPECT_NE(output.find("Number of regular files transferred: 1"), std::string::npos) << output;
+  ASSERT_EQ(sh("touch -d @1000000000 '" + kDocuments + "/Notes.md' && stat -c %Y '" + kDocuments +
+                   "/Notes.md'",
+               &output),
+            0);
+  EXPECT_EQ(output, "1000000000\n");
+  ASSERT_TRUE(syncWait());
+  EXPECT_EQ(serviceContent(kDocuments + "/tree/dir3/file13.txt"),
+            drive::test_support::readText(local("tree/dir3/file13.txt")));
+}
+
 TEST_F(MountPrograms, EditorSavesKeepTheItemAndReachTheService) {
   const auto path = kDocuments + "/Notes.md";
   const auto id = serviceId(path);

@@ -31,6 +31,9 @@ TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
   const auto drafts = at("Alex Morgan/Documents/Drafts");
   replica().children(drafts.key);
   EXPECT_EQ(text(notes.key), "# Notes\n\n- call the printer\n- book the venue\n");
+  const auto setHere = fp::Date(std::chrono::seconds(1000000000));
+  replica().setModified(notes.key, 1000000000);
+  EXPECT_EQ(replica().item(notes.key)->modified, setHere);
 
   auto& tree = service().tree();
   tree.rename(idOf("Alex Morgan/Documents/Notes.md"), "Minutes.md");
@@ -48,6 +51,7 @@ TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
   ASSERT_TRUE(renamed);
   EXPECT_EQ(renamed->key, notes.key) << "a rename keeps the key";
   EXPECT_FALSE(renamed->downloaded) << "new contents make the copy stale";
+  EXPECT_NE(renamed->modified, setHere) << "and bring their own date";
   EXPECT_EQ(text(notes.key), "new minutes");
   EXPECT_TRUE(replica().children(drafts.key).empty());
   const auto heard = observer->heard();
