@@ -1,8 +1,10 @@
 #include "mount/drive_file_system.h"
 
+#include <malloc.h>
 #include <sys/xattr.h>
 
 #include <cerrno>
+#include <memory>
 #include <vector>
 
 #include "mount/item_xattrs.h"
@@ -35,15 +37,22 @@ void handle(fuse_req_t request, const char* what, Body body) {
   }
 }
 
+constexpr std::size_t kLargeFolder = 10000;
+
 void answerErrno(fuse_req_t request, int error) {
   fuse_reply_err(request, error);
 }
 
-// A directory listing as it was at opendir, so that offsets stay meaningful.
+// A directory listing as it was at opendir, so that offsets stay meaningful; only what the
+// kernel is given, so that a folder of 100,000 entries costs megabytes, not a hundred.
 struct DirectorySnapshot {
+  struct Entry {
+    std::string name;
+    struct stat attributes;
+  };
   replica::ItemKey self = replica::kNoKey;
   replica::ItemKey parent = replica::kNoKey;
-  std::vector<replica::ItemInfo> children;
+  std::vector<Entry> children;
 };
 
 fuse_lowlevel_ops makeOperations() {
@@ -171,6 +180,7 @@ DriveFileSystem::DriveFileSystem(replica::Replica& replica, Owner owner)
     : replica_(replica),
       owner_(owner),
       invalidations_(std::make_shared<InvalidationQueue>(replica, names_, files_)) {
+  clock_gettime(CLOCK_REALTIME, &mountedAt_);
   replica_.addObserver(invalidations_);
 }
 
@@ -192,7 +202,7 @@ replica::ItemInfo DriveFileSystem::childOf(fuse_ino_t parent, const std::string&
 }
 
 struct stat DriveFileSystem::attributes(const replica::ItemInfo& info) const {
-  auto result = attributesOf(info, owner_);
+  auto result = attributesOf(info, owner_, mountedAt_);
   if (const auto written = files_.writtenSize(info.key)) {
     result.st_size = *written;
     result.st_blocks = (*written + 511) / 512;
@@ -201,11 +211,16 @@ struct stat DriveFileSystem::attributes(const replica::ItemInfo& info) const {
 }
 
 fuse_entry_param DriveFileSystem::entry(const replica::ItemInfo& info) {
-  names_.told(info.key, info.parent, info.filename);
+  return entry(info.parent, info.filename, attributes(info));
+}
+
+fuse_entry_param DriveFileSystem::entry(replica::ItemKey parent, const std::string& name,
+                                        const struct stat& attributes) {
+  names_.told(attributes.st_ino, parent, name);
   fuse_entry_param param{};
-  param.ino = info.key;
+  param.ino = attributes.st_ino;
   param.generation = 1;
-  param.attr = attributes(info);
+  param.attr = attributes;
   param.attr_timeout = kCacheTimeout;
   param.entry_timeout = kCacheTimeout;
   return param;
@@ -243,7 +258,10 @@ void DriveFileSystem::opendir(FuseReply& reply, fuse_ino_t ino, fuse_file_info* 
   auto snapshot = std::make_unique<DirectorySnapshot>();
   snapshot->self = info.key;
   snapshot->parent = info.parent == replica::kNoKey ? info.key : info.parent;
-  snapshot->children = replica_.children(info.key);
+  auto children = replica_.listing(info.key);
+  snapshot->children.reserve(children.size());
+  for (auto& child : children)
+    snapshot->children.push_back({std::move(child.filename), attributes(child)});
   fi->fh = reinterpret_cast<std::uint64_t>(snapshot.release());
   reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
 }
@@ -262,8 +280,8 @@ void DriveFileSystem::readdir(FuseReply& reply, fuse_ino_t, size_t size, off_t o
       param.attr.st_mode = S_IFDIR;
     } else {
       const auto& child = snapshot.children[static_cast<size_t>(next - 2)];
-      name = child.filename.c_str();
-      param = entry(child);
+      name = child.name.c_str();
+      param = entry(snapshot.self, child.name, child.attributes);
     }
     auto* at = buffer.data() + used;
     const auto room = size - used;
@@ -276,8 +294,12 @@ void DriveFileSystem::readdir(FuseReply& reply, fuse_ino_t, size_t size, off_t o
 }
 
 void DriveFileSystem::releasedir(FuseReply& reply, fuse_file_info* fi) {
-  delete reinterpret_cast<DirectorySnapshot*>(fi->fh);
+  std::unique_ptr<DirectorySnapshot> snapshot(reinterpret_cast<DirectorySnapshot*>(fi->fh));
+  const bool large = snapshot->children.size() >= kLargeFolder;
+  snapshot.reset();
   reply.error(0);
+  // The memory of a large listing goes back to the system, not to this thread's arena.
+  if (large) malloc_trim(0);
 }
 
 void DriveFileSystem::statfs(FuseReply& reply) {

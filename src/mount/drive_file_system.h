@@ -65,6 +65,8 @@ class DriveFileSystem {
   replica::ItemInfo childOf(fuse_ino_t parent, const std::string& name);
   struct stat attributes(const replica::ItemInfo& info) const;
   fuse_entry_param entry(const replica::ItemInfo& info);
+  fuse_entry_param entry(replica::ItemKey parent, const std::string& name,
+                         const struct stat& attributes);
   void replyEntry(FuseReply& reply, const replica::ItemInfo& info);
   void replyBuffer(FuseReply& reply, const std::string& value, size_t size);
   // Hands a handle's writes to the replica; an item removed meanwhile has nothing to hand.
@@ -75,6 +77,7 @@ class DriveFileSystem {
 
   replica::Replica& replica_;
   Owner owner_;
+  timespec mountedAt_{};
   KernelNames names_;
   OpenFiles files_;
   std::shared_ptr<InvalidationQueue> invalidations_;

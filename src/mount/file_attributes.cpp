@@ -5,8 +5,8 @@
 namespace drive::mount {
 namespace {
 
-timespec timespecOf(const std::optional<fp::Date>& date) {
-  if (!date) return {};
+timespec timespecOf(const std::optional<fp::Date>& date, const timespec& undated) {
+  if (!date) return undated;
   const auto since = date->time_since_epoch();
   const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
   const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds);
@@ -21,7 +21,8 @@ mode_t modeOf(const replica::ItemInfo& info) {
 
 }  // namespace
 
-struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner) {
+struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner,
+                         const timespec& undated) {
   struct stat attributes {};
   attributes.st_ino = info.key;
   attributes.st_mode = modeOf(info);
@@ -31,7 +32,7 @@ struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner) {
   attributes.st_size = info.isFolder ? 0 : info.size;
   attributes.st_blksize = 4096;
   attributes.st_blocks = (attributes.st_size + 511) / 512;
-  attributes.st_mtim = timespecOf(info.modified);
+  attributes.st_mtim = timespecOf(info.modified, undated);
   attributes.st_ctim = attributes.st_mtim;
   attributes.st_atim = attributes.st_mtim;
   return attributes;

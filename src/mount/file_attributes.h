@@ -14,6 +14,8 @@ struct Owner {
 
 // An item's attributes: its key as the inode number, size and times from the item, and a
 // mode from the provider's capabilities, so that a refusal shows before anything is written.
-struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner);
+// Items without a date (the root, the namespaces' folders) take `undated`, not 1970.
+struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner,
+                         const timespec& undated);
 
 }  // namespace drive::mount

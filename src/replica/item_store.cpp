@@ -174,6 +174,26 @@ std::vector<ItemInfo> ItemStore::children(ItemKey parent) {
   return items;
 }
 
+std::vector<ItemInfo> ItemStore::listing(ItemKey parent) {
+  auto row = connection_.prepare(
+      "SELECT key, filename, is_folder, size, COALESCE(local_modified, modified), created, "
+      "capabilities FROM items WHERE parent = ? AND removed = 0 ORDER BY key");
+  row.bind(1, parent);
+  std::vector<ItemInfo> items;
+  while (row.step()) {
+    auto& info = items.emplace_back();
+    info.key = static_cast<ItemKey>(row.integer(0));
+    info.parent = parent;
+    info.filename = row.text(1);
+    info.isFolder = row.integer(2) != 0;
+    info.size = row.integer(3);
+    info.modified = dateColumn(row, 4);
+    info.created = dateColumn(row, 5);
+    info.capabilities = static_cast<fp::ItemCapabilities>(row.integer(6));
+  }
+  return items;
+}
+
 std::optional<ItemKey> ItemStore::keyOf(const std::string& identifier) {
   auto row = connection_.prepare("SELECT key FROM items WHERE identifier = ?");
   row.bind(1, identifier);

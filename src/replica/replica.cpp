@@ -26,6 +26,9 @@ std::optional<ItemInfo> Replica::child(ItemKey parent, const std::string& name) 
 std::vector<ItemInfo> Replica::children(ItemKey folder) {
   return engine_->children(folder);
 }
+std::vector<ItemInfo> Replica::listing(ItemKey folder) {
+  return engine_->children(folder, true);
+}
 std::optional<ItemInfo> Replica::itemAtPath(const std::string& path) {
   return engine_->itemAtPath(path);
 }

@@ -42,6 +42,9 @@ class Replica {
   std::optional<ItemInfo> child(ItemKey parent, const std::string& name);
   // A folder's children; the folder is listed (all pages) the first time it is asked for.
   std::vector<ItemInfo> children(ItemKey folder);
+  // The same with only what a directory listing shows (key, parent, name, kind, size, dates,
+  // capabilities), for folders of any size.
+  std::vector<ItemInfo> listing(ItemKey folder);
   // "Alex Morgan/Trips/Plan.txt" from the root; none when some part is missing. Lists the
   // folders on the way as needed.
   std::optional<ItemInfo> itemAtPath(const std::string& path);

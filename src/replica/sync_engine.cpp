@@ -168,13 +168,13 @@ std::optional<ItemInfo> SyncEngine::child(ItemKey parent, const std::string& nam
   return store_.child(parent, name);
 }
 
-std::vector<ItemInfo> SyncEngine::children(ItemKey folder) {
+std::vector<ItemInfo> SyncEngine::children(ItemKey folder, bool listingOnly) {
   const auto info = item(folder);
   if (!info) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
   if (!info->isFolder) throw ReplicaError(ReplicaError::Kind::notFolder, "Not a folder.");
   ensureListed(folder);
   Lock lock(mutex_);
-  return store_.children(folder);
+  return listingOnly ? store_.listing(folder) : store_.children(folder);
 }
 
 std::optional<ItemInfo> SyncEngine::itemAtPath(const std::string& path) {

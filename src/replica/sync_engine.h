@@ -50,7 +50,7 @@ class SyncEngine {
   // Queries (sync_engine.cpp)
   std::optional<ItemInfo> item(ItemKey key);
   std::optional<ItemInfo> child(ItemKey parent, const std::string& name);
-  std::vector<ItemInfo> children(ItemKey folder);
+  std::vector<ItemInfo> children(ItemKey folder, bool listingOnly = false);
   std::optional<ItemInfo> itemAtPath(const std::string& path);
   std::string pathOf(ItemKey key);
   std::string webLink(ItemKey key);

@@ -49,6 +49,9 @@ TEST_F(MountSemantics, WhatADriveHasNoNotionOfIsRefusedAsLinuxFileSystemsDo) {
   struct stat status {};
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0644u);
+  // The service dates no namespace folder; it is not shown as made in 1970.
+  ASSERT_EQ(::stat(at(drive("Alex Morgan")).c_str(), &status), 0);
+  EXPECT_GT(status.st_mtime, 1000000000);
   EXPECT_EQ(failure(::stat(at(drive("Alex Morgan/nothing")).c_str(), &status)), ENOENT);
   EXPECT_FALSE(std::filesystem::exists(beside));
 }
