@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "reference/store/tree_builder.h"
 #include "replica/replica_fixture.h"
 
 namespace drive::replica {
@@ -54,6 +55,11 @@ TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
   EXPECT_NE(renamed->modified, setHere) << "and bring their own date";
   EXPECT_EQ(text(notes.key), "new minutes");
   EXPECT_TRUE(replica().children(drafts.key).empty());
+
+  // A namespace comes to the drive through the companion, which watches the service.
+  service().build([](reference::TreeBuilder& b) { b.addNamespace("workspace", "Night Shift"); });
+  service().companionSignals().noteRemoteChange({}, {}, {});
+  EXPECT_TRUE(eventually([&] { return replica().child(kRootKey, "Night Shift").has_value(); }));
   const auto heard = observer->heard();
   EXPECT_THAT(heard, Contains("changed " + std::to_string(notes.key)));
   EXPECT_THAT(heard, Contains(HasSubstr("removed ")));
