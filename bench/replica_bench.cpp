@@ -36,7 +36,8 @@ drive::replica::ItemInfo folderAt(Replica& replica, const std::string& path) {
 
 int list(Replica& replica, const std::string& path) {
   // The figure is what the replica keeps, not the caller's copy of the answer.
-  const auto count = replica.children(folderAt(replica, path).key).size();
+  // As the mount asks, for an `ls`: the listing, not every child's full record.
+  const auto count = replica.listing(folderAt(replica, path).key).size();
   malloc_trim(0);
   std::cout << count << " item(s)\nresident " << residentMiB() << " MiB\n";
   return 0;

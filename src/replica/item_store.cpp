@@ -94,11 +94,30 @@ ItemInfo readItem(const SqlStatement& row) {
   return info;
 }
 
-bool isFolderItem(const fp::Item& item) {
-  const auto info = item.userInfo();
-  const auto kind = info.find("kind");
-  if (kind != info.end()) return kind->second == "folder";
+bool isFolderItem(const fp::Item& item, const fp::ItemUserInfo& userInfo) {
+  const auto kind = userInfo.find("kind");
+  if (kind != userInfo.end()) return kind->second == "folder";
   return item.contentType() == fp::UniformType::folder();
+}
+
+SqlStatement& bindReported(SqlStatement& statement, const fp::Item& item,
+                           const std::string& identifier, ItemKey parent,
+                           const fp::ItemVersion& version, const ReportedFields& fields,
+                           const fp::ItemUserInfo& userInfo) {
+  return statement.bind(1, identifier)
+      .bind(2, parent)
+      .bind(3, item.filename())
+      .bind(4, item.contentType().identifier())
+      .bind(5, isFolderItem(item, userInfo))
+      .bind(6, fields.size)
+      .bind(7, fields.modified)
+      .bind(8, secondsOf(item.creationDate()))
+      .bind(9, fields.capabilities)
+      .bind(10, version.contentVersion)
+      .bind(11, version.metadataVersion)
+      .bind(12, fields.mode)
+      .bind(13, nlohmann::json(userInfo).dump())
+      .bind(14, nlohmann::json(item.decorations()).dump());
 }
 
 std::string sqlWithColumns(const std::string& tail) {
@@ -202,79 +221,71 @@ std::optional<ItemKey> ItemStore::keyOf(const std::string& identifier) {
 }
 
 ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent) {
-  ReportOutcome outcome;
   const auto identifier = item.itemIdentifier();
   const auto version = item.itemVersion();
-  const auto size = item.documentSize().value_or(0);
-  const auto modified = secondsOf(item.contentModificationDate());
-  const auto capabilities = item.capabilities();
   const auto userInfo = item.userInfo();
-  const auto mode = userInfo.contains("sync") ? userInfo.at("sync") : std::string();
+  const ReportedFields fields{item.documentSize().value_or(0),
+                              secondsOf(item.contentModificationDate()), item.capabilities(),
+                              userInfo.contains("sync") ? userInfo.at("sync") : std::string()};
+  // Most items of a listing are new: one statement for them, a look at the old row for the rest.
+  auto insert = connection_.prepare(
+      "INSERT INTO items(identifier, parent, filename, content_type, is_folder, size, modified, "
+      "created, capabilities, content_version, metadata_version, sync_mode, user_info, "
+      "decorations) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14) "
+      "ON CONFLICT(identifier) DO NOTHING");
+  bindReported(insert, item, identifier, parent, version, fields, userInfo).run();
+  if (connection_.changes() == 1) {
+    ReportOutcome outcome;
+    outcome.key = static_cast<ItemKey>(connection_.lastInsertedRow());
+    outcome.added = true;
+    return outcome;
+  }
+  return reportKnown(item, identifier, parent, version, fields, userInfo);
+}
+
+ReportOutcome ItemStore::reportKnown(const fp::Item& item, const std::string& identifier,
+                                     ItemKey parent, const fp::ItemVersion& version,
+                                     const ReportedFields& fields,
+                                     const fp::ItemUserInfo& userInfo) {
+  ReportOutcome outcome;
   auto existing = connection_.prepare(
       "SELECT key, parent, filename, content_version, size, modified, capabilities, sync_mode, "
       "modified_locally, downloaded, (SELECT COUNT(*) FROM queue WHERE queue.key = items.key) "
       "FROM items WHERE identifier = ?");
   existing.bind(1, identifier);
-  const bool known = existing.step();
-  bool localChanges = false;
-  bool dirtyCopy = false;
-  if (known) {
-    outcome.key = static_cast<ItemKey>(existing.integer(0));
-    outcome.oldParent = static_cast<ItemKey>(existing.integer(1));
-    localChanges = existing.integer(10) > 0;
-    dirtyCopy = existing.integer(8) != 0;
-    outcome.contentsChanged = existing.bytes(3) != version.contentVersion;
-    outcome.changed = outcome.contentsChanged || outcome.oldParent != parent ||
-                      existing.text(2) != item.filename() || existing.integer(4) != size ||
-                      existing.isNull(5) != !modified ||
-                      (modified && existing.real(5) != *modified) ||
-                      static_cast<fp::ItemCapabilities>(existing.integer(6)) != capabilities ||
-                      existing.text(7) != mode;
-    outcome.copyDropped = outcome.contentsChanged && !dirtyCopy && existing.integer(9) != 0;
-    if (localChanges) {
-      // The local name and place win until the change reaches the service.
-      parent = outcome.oldParent;
-      outcome.changed = outcome.contentsChanged;
-    }
+  existing.step();
+  outcome.key = static_cast<ItemKey>(existing.integer(0));
+  outcome.oldParent = static_cast<ItemKey>(existing.integer(1));
+  const bool localChanges = existing.integer(10) > 0;
+  const bool dirtyCopy = existing.integer(8) != 0;
+  outcome.contentsChanged = existing.bytes(3) != version.contentVersion;
+  outcome.changed = outcome.contentsChanged || outcome.oldParent != parent ||
+                    existing.text(2) != item.filename() || existing.integer(4) != fields.size ||
+                    existing.isNull(5) != !fields.modified ||
+                    (fields.modified && existing.real(5) != *fields.modified) ||
+                    static_cast<fp::ItemCapabilities>(existing.integer(6)) != fields.capabilities ||
+                    existing.text(7) != fields.mode;
+  outcome.copyDropped = outcome.contentsChanged && !dirtyCopy && existing.integer(9) != 0;
+  if (localChanges) {
+    // The local name and place win until the change reaches the service.
+    parent = outcome.oldParent;
+    outcome.changed = outcome.contentsChanged;
   }
-  auto write = connection_.prepare(
-      known ? "UPDATE items SET parent = ?2, filename = CASE WHEN ?17 THEN filename ELSE ?3 END, "
-              "content_type = ?4, is_folder = ?5, size = ?6, modified = ?7, created = ?8, "
-              "capabilities = ?9, content_version = ?10, metadata_version = ?11, sync_mode = ?12, "
-              "user_info = ?13, decorations = ?14, "
-              "downloaded = CASE WHEN ?15 THEN 0 ELSE downloaded END, "
-              "stored_bytes = CASE WHEN ?15 THEN 0 ELSE stored_bytes END, "
-              "local_modified = CASE WHEN ?18 THEN NULL ELSE local_modified END "
-              "WHERE identifier = ?1"
-            : "INSERT INTO items(identifier, parent, filename, content_type, is_folder, size, "
-              "modified, created, capabilities, content_version, metadata_version, sync_mode, "
-              "user_info, decorations) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, "
-              "?12, ?13, ?14)");
-  write.bind(1, identifier)
-      .bind(2, parent)
-      .bind(3, item.filename())
-      .bind(4, item.contentType().identifier())
-      .bind(5, isFolderItem(item))
-      .bind(6, size)
-      .bind(7, modified)
-      .bind(8, secondsOf(item.creationDate()))
-      .bind(9, capabilities)
-      .bind(10, version.contentVersion)
-      .bind(11, version.metadataVersion)
-      .bind(12, mode)
-      .bind(13, nlohmann::json(userInfo).dump())
-      .bind(14, nlohmann::json(item.decorations()).dump());
-  // New contents from elsewhere come with their own date, not one a program set here.
-  if (known) {
-    write.bind(15, outcome.copyDropped)
-        .bind(17, localChanges)
-        .bind(18, outcome.contentsChanged && !dirtyCopy);
-  }
-  write.run();
-  if (!known) {
-    outcome.key = static_cast<ItemKey>(connection_.lastInsertedRow());
-    outcome.added = true;
-  }
+  auto update = connection_.prepare(
+      "UPDATE items SET parent = ?2, filename = CASE WHEN ?17 THEN filename ELSE ?3 END, "
+      "content_type = ?4, is_folder = ?5, size = ?6, modified = ?7, created = ?8, "
+      "capabilities = ?9, content_version = ?10, metadata_version = ?11, sync_mode = ?12, "
+      "user_info = ?13, decorations = ?14, "
+      "downloaded = CASE WHEN ?15 THEN 0 ELSE downloaded END, "
+      "stored_bytes = CASE WHEN ?15 THEN 0 ELSE stored_bytes END, "
+      "local_modified = CASE WHEN ?18 THEN NULL ELSE local_modified END "
+      "WHERE identifier = ?1");
+  bindReported(update, item, identifier, parent, version, fields, userInfo)
+      .bind(15, outcome.copyDropped)
+      .bind(17, localChanges)
+      // New contents from elsewhere come with their own date, not one a program set here.
+      .bind(18, outcome.contentsChanged && !dirtyCopy)
+      .run();
   return outcome;
 }
 

@@ -26,6 +26,14 @@ struct ReportOutcome {
   bool copyDropped = false;
 };
 
+// The fields of a reported item that decide whether it changed.
+struct ReportedFields {
+  std::int64_t size = 0;
+  std::optional<double> modified;
+  fp::ItemCapabilities capabilities = 0;
+  std::string mode;
+};
+
 // The kinds of queued change.
 enum class ChangeKind { create, modify, remove };
 
@@ -114,6 +122,9 @@ class ItemStore {
 
  private:
   void createSchema();
+  ReportOutcome reportKnown(const fp::Item& item, const std::string& identifier, ItemKey parent,
+                            const fp::ItemVersion& version, const ReportedFields& fields,
+                            const fp::ItemUserInfo& userInfo);
 
   SqlConnection connection_;
 };
