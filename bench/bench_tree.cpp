@@ -9,6 +9,7 @@ namespace drive::bench {
 namespace {
 
 constexpr int kLargeFolderChildren = 100000;
+constexpr int kMediumFolderChildren = 10000;
 constexpr off_t kHugeFileSize = off_t{4} << 30;
 
 std::string childName(int index) {
@@ -39,7 +40,11 @@ std::vector<std::pair<std::string, std::string>> buildBenchTree(
     const auto large = builder.addFolder(home, "Large");
     for (int index = 1; index <= kLargeFolderChildren; ++index)
       builder.addFile(large, childName(index), "");
+    const auto medium = builder.addFolder(home, "Medium");
+    for (int index = 1; index <= kMediumFolderChildren; ++index)
+      builder.addFile(medium, childName(index), "");
     nodes = {{"large", large.id},
+             {"medium", medium.id},
              {"small", builder.addFile(home, "Small.txt", "a few bytes\n").id},
              {"content", builder.addFile(home, "Content.bin", "").id},
              {"huge", addHugeFile(service, builder, home)},
