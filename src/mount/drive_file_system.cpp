@@ -127,8 +127,11 @@ fuse_lowlevel_ops makeOperations() {
     });
   };
   ops.getxattr = [](fuse_req_t r, fuse_ino_t ino, const char* name, size_t size) {
-    // Asked for every entry `ls -l` shows: names that are not ours need no item.
-    if (!std::string_view(name).starts_with(kXattrPrefix)) return answerErrno(r, ENODATA);
+    // `ls -l` asks for an ACL and a security label per entry; "not supported" (not "absent")
+    // lets it stop asking for the rest of this file system.
+    const std::string_view asked(name);
+    if (!asked.starts_with("user.")) return answerErrno(r, ENOTSUP);
+    if (!asked.starts_with(kXattrPrefix)) return answerErrno(r, ENODATA);
     handle(r, "getxattr", [&](auto& fs, auto& reply) { fs.getxattr(reply, ino, name, size); });
   };
   ops.listxattr = [](fuse_req_t r, fuse_ino_t ino, size_t size) {
