@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# run_bench.sh BUILD_DIR: the provider against curl and openssl on the same data in the same
-# run, as ratios of wall-clock medians. Prints a table; writes build/bench.json.
+# run_bench.sh BUILD_DIR [provider|replica|mount ...]: the provider against curl, openssl and a
+# local folder on the same data in the same run, as ratios of wall-clock medians; all groups of
+# figures unless some are named. Prints a table; writes build/bench.json.
 set -euo pipefail
 export LC_ALL=C
 
@@ -263,6 +264,60 @@ local_cat() { cat "$work/512m.bin" >/dev/null; }
 check_cat() { cmp -s "$work/mnt/Bench/Content.bin" "$work/512m.bin"; }
 mount_memory() { awk '/^VmRSS/ { printf "%.1f", $2 / 1024 }' "/proc/$mount_pid/status"; }
 
+# A file not yet downloaded: every run on a fresh replica that has listed the folder already.
+fresh_listed_mount() {
+  discard_fetch
+  remount_fresh
+  ls "$work/mnt/Bench" >/dev/null
+}
+mount_cold_cat() { cat "$work/mnt/Bench/Content.bin" >/dev/null; }
+fetch_and_read() {
+  provider_fetch
+  cat "$work"/tmp/drive-*.bin >/dev/null
+}
+
+# Every run writes a name of its own: a deleted node stays in the service's trash, and its name
+# with it, so a new file of that name would be renamed "… 2".
+copies=0
+uploads_sync() { "$bin/pralodrive" sync --wait 600 >/dev/null; }
+mount_copy_in() {
+  copies=$((copies + 1))
+  cp "$work/512m.bin" "$work/mnt/Bench/Uploads/Copied $copies.bin"
+  uploads_sync
+}
+discard_copy_in() {
+  rm -f "$work/mnt/Bench/Uploads/"Copied*.bin
+  uploads_sync
+}
+check_copy_in() { cmp -s "$work/mnt/Bench/Uploads/Copied $copies.bin" "$work/512m.bin"; }
+
+# A repository of 1,000 small files in ten folders; both clones go through git's transport.
+make_repository() {
+  local i
+  git init -q "$work/repo"
+  for ((i = 0; i < 1000; i++)); do
+    mkdir -p "$work/repo/dir$((i % 10))"
+    printf 'file %d\n%*s\n' "$i" $((i % 4000)) '' >"$work/repo/dir$((i % 10))/file$i.txt"
+  done
+  git -C "$work/repo" add -A
+  git -C "$work/repo" -c user.name=Bench -c user.email=bench@localhost commit -qm files
+}
+clones=0
+mount_clone() {
+  clones=$((clones + 1))
+  git clone -q --no-local "$work/repo" "$work/mnt/Bench/Uploads/clone $clones"
+}
+local_clone() { git clone -q --no-local "$work/repo" "$work/local-clone"; }
+discard_clones() {
+  rm -rf "$work/mnt/Bench/Uploads/"clone* "$work/local-clone"
+  uploads_sync
+}
+check_clone() {
+  mount_clone
+  local clone="$work/mnt/Bench/Uploads/clone $clones"
+  git -C "$clone" fsck --no-progress && [ -z "$(git -C "$clone" status --porcelain)" ]
+}
+
 mount_figures() {
   if [ ! -e /dev/fuse ]; then
     echo "No /dev/fuse: the mount's figures are left out" >&2
@@ -283,6 +338,19 @@ mount_figures() {
   check cat check_cat
   compare mount_cat local_cat
   record "cat of a downloaded 512 MiB file" "$provider_s" "$reference_s" 2.5 s
+  compare mount_cold_cat fetch_and_read fresh_listed_mount
+  record "cat of a 512 MiB file not yet downloaded" "$provider_s" "$reference_s" 1.5 s
+  discard_fetch
+  check copy-in mount_copy_in
+  check copy-in check_copy_in
+  discard_copy_in
+  compare mount_copy_in reference_upload discard_copy_in
+  record "cp of 512 MiB in until sync --wait" "$provider_s" "$reference_s" 1.5 s
+  make_repository
+  check clone check_clone
+  discard_clones
+  compare mount_clone local_clone discard_clones
+  record "git clone of 1,000 files into the mount" "$provider_s" "$reference_s" 5.0 s
   unmount_drive
 }
 
@@ -296,12 +364,7 @@ check() {
   }
 }
 
-main() {
-  echo "Preparing data (a folder of 100,000 children, files of 1 GiB and 512 MiB)..." >&2
-  start_service
-  make_files
-  echo "Measuring: $runs alternating runs after a warm-up, medians of wall-clock time" >&2
-
+provider_figures() {
   compare provider_list reference_list
   check list check_list
   record "open a folder of 100,000 children" "$provider_s" "$reference_s" 2.0 s
@@ -314,8 +377,6 @@ main() {
   check digest check_digest
   record "content digest of a 1 GiB file" "$provider_s" "$reference_s" 1.1 s
 
-  check upload reference_upload
-  check upload check_upload
   check fetch check_fetch
   discard_fetch
   compare provider_fetch reference_fetch discard_fetch
@@ -326,7 +387,9 @@ main() {
   record "upload a 512 MiB file" "$provider_s" "$reference_s" 1.3 s
 
   record "peak resident memory of the upload" "$(upload_memory)" null 64 MiB
+}
 
+replica_figures() {
   make_creates
   compare replica_list provider_list fresh_replica
   check replica_list check_replica_list
@@ -336,10 +399,31 @@ main() {
   record "replica resident memory after it" "$(replica_memory)" null 64 MiB
   compare replica_creates shell_creates fresh_replica
   record "drain 1,000 queued 4 KiB creates" "$provider_s" "$reference_s" 1.5 s
-  mount_figures
+}
+
+main() {
+  local groups=("$@")
+  [ ${#groups[@]} -gt 0 ] || groups=(provider replica mount)
+  echo "Preparing data (a folder of 100,000 children, files of 1 GiB and 512 MiB)..." >&2
+  start_service
+  make_files
+  # The 512 MiB content node is what the fetches and the mount read.
+  check upload reference_upload
+  check upload check_upload
+  echo "Measuring: $runs alternating runs after a warm-up, medians of wall-clock time" >&2
+  local group
+  for group in "${groups[@]}"; do
+    case "$group" in
+      provider | replica | mount) "${group}_figures" ;;
+      *)
+        echo "run_bench.sh: no figures named $group (provider, replica, mount)" >&2
+        exit 2
+        ;;
+    esac
+  done
 
   print_table
   write_json
 }
 
-main
+main "${@:2}"
