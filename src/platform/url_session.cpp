@@ -51,7 +51,9 @@ PlatformError transportError(CURLcode code) {
       return PlatformError::withDescription(
           NSURLErrorDomain, URLErrorCode::secureConnectionFailed,
           "An SSL error has occurred and a secure connection to the server cannot be made.");
+    // The read callback gives up with an abort, which libcurl reports as the callback's.
     case CURLE_READ_ERROR:
+    case CURLE_ABORTED_BY_CALLBACK:
       return PlatformError::withDescription(NSURLErrorDomain, -1,
                                             "The file to upload could not be read.");
     // Answers from a server that does not speak HTTP: an HTTP/0.9 guess, a broken status

@@ -8,7 +8,6 @@
 #include "model/drive_api_error.h"
 #include "model/drive_sync_error.h"
 #include "platform/atomic_file.h"
-#include "platform/reply_once.h"
 #include "platform/task_runner.h"
 #include "platform/xpc_transaction.h"
 #include "support/test_environment.h"
@@ -232,27 +231,6 @@ TEST_F(FileProviderExtensionTest, ActionHoldsTheTransactionUntilItsFollowUpIsDon
   EXPECT_EQ(fp::xpcTransactionCount(), 0);
   EXPECT_THAT(log, HasSubstr(" menu offline node:a,ns:b\n"));
   EXPECT_THAT(log, HasSubstr(" menu fail \n"));
-}
-
-TEST(ReplyOnce, ADroppedReplyCompletesWithAnErrorAndLaterRepliesAreIgnored) {
-  int calls = 0;
-  fp::Error seen;
-  auto makeReply = [&] {
-    return fp::ReplyOnce<fp::Error>(
-        "deleteItem", [&](fp::Error e) { ++calls, seen = e; },
-        [](auto& reply, const fp::PlatformError& e) { reply(e); });
-  };
-  { auto dropped = makeReply(); }
-  EXPECT_EQ(calls, 1);
-  EXPECT_THAT(seen->localizedDescription(), HasSubstr("deleteItem ended without a reply"));
-
-  auto reply = makeReply();
-  auto moved = std::move(reply);
-  moved(std::nullopt);
-  moved(std::nullopt);
-  moved.fail(fp::PlatformError(fp::NSCocoaErrorDomain, 1));
-  EXPECT_EQ(calls, 2);
-  EXPECT_FALSE(seen);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Each way a transfer fails, provoked for real on loopback, and the platform error it becomes.
+// Each way a transfer fails, provoked for real on loopback, and the platform error it becomes;
+// large bodies, into memory and into a sink.
 #include "platform/url_session.h"
 
 #include <arpa/inet.h>
@@ -94,6 +95,100 @@ TEST(URLSessionFailures, EachTransportFailureHasThePlatformsCode) {
   const auto redirects = failureOf(loop.url());
   EXPECT_EQ(redirects.code(), -1007);
   EXPECT_EQ(redirects.localizedDescription(), "too many HTTP redirects");
+
+  const auto malformed = failureOf("http://[::1/");
+  EXPECT_EQ(malformed.code(), -1000);
+  EXPECT_EQ(malformed.localizedDescription(), "unsupported URL");
+}
+
+TEST(URLSessionFailures, AnUploadWhoseFileCannotBeReadSaysSo) {
+  auto server = answering("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+  fp::URLSession session({});
+  fp::URLRequest request;
+  request.url = server.url();
+  request.method = "PUT";
+  // A directory opens like a file, but every read of it fails.
+  request.bodyFile = std::filesystem::current_path();
+  try {
+    session.send(request);
+    ADD_FAILURE() << "the upload was sent";
+  } catch (const fp::PlatformError& error) {
+    EXPECT_EQ(error.code(), -1);
+    EXPECT_EQ(error.localizedDescription(), "The file to upload could not be read.");
+  }
+}
+
+// Where a successful answer's body went.
+struct CollectingSink : fp::ResponseBodySink {
+  void begin(std::optional<std::uint64_t> expectedLength) override {
+    ++begun;
+    expected = expectedLength;
+  }
+  void append(std::string_view bytes) override { received.append(bytes); }
+
+  int begun = 0;
+  std::optional<std::uint64_t> expected;
+  std::string received;
+};
+
+// Several MiB, sent at once: libcurl hands them over in many pieces.
+std::string largeBody() {
+  std::string body(6 << 20, '\0');
+  for (std::size_t index = 0; index < body.size(); ++index)
+    body[index] = static_cast<char>(index * 7 % 251);
+  return body;
+}
+
+// Serves `body` with `status`; without a length, it ends where the connection ends.
+RawServer serving(const std::string& status, const std::string& body, bool withLength) {
+  const auto head = "HTTP/1.1 " + status + "\r\n" +
+                    (withLength ? "Content-Length: " + std::to_string(body.size()) + "\r\n"
+                                : "Connection: close\r\n") +
+                    "\r\n";
+  return RawServer([answer = head + body, withLength](RawServer&, int fd) {
+    while (!RawServer::readHead(fd).empty()) {
+      RawServer::send(fd, answer);
+      if (!withLength) ::shutdown(fd, SHUT_WR);
+    }
+  });
+}
+
+TEST(URLSessionBodies, LargeBodiesArriveWholeWithAndWithoutALength) {
+  const auto body = largeBody();
+  for (const bool withLength : {true, false}) {
+    SCOPED_TRACE(withLength ? "with Content-Length" : "without Content-Length");
+    auto server = serving("200 OK", body, withLength);
+    fp::URLSession session({});
+    fp::URLRequest request;
+    request.url = server.url();
+    const auto inMemory = session.send(request);
+    EXPECT_EQ(inMemory.response.statusCode, 200);
+    EXPECT_EQ(inMemory.body.size(), body.size());
+    EXPECT_TRUE(inMemory.body == body);
+
+    CollectingSink sink;
+    request.bodySink = &sink;
+    EXPECT_TRUE(session.send(request).body.empty());
+    EXPECT_EQ(sink.begun, 1);
+    EXPECT_EQ(sink.expected, withLength ? std::optional<std::uint64_t>(body.size()) : std::nullopt);
+    EXPECT_EQ(sink.received.size(), body.size());
+    EXPECT_TRUE(sink.received == body);
+  }
+}
+
+TEST(URLSessionBodies, AnErrorAnswerStaysInMemoryAndNeverReachesTheSink) {
+  const auto body = largeBody();
+  auto server = serving("500 Internal Server Error", body, true);
+  fp::URLSession session({});
+  fp::URLRequest request;
+  request.url = server.url();
+  CollectingSink sink;
+  request.bodySink = &sink;
+  const auto answer = session.send(request);
+  EXPECT_EQ(answer.response.statusCode, 500);
+  EXPECT_TRUE(answer.body == body);
+  EXPECT_EQ(sink.begun, 0);
+  EXPECT_TRUE(sink.received.empty());
 }
 
 }  // namespace
