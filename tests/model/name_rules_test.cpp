@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/type_registry.h"
-
 namespace drive {
 namespace {
 
@@ -56,19 +54,6 @@ TEST(NameRules, ArchiveAndIgnoredNames) {
   EXPECT_FALSE(isIgnoredName("icon\r"));
   EXPECT_FALSE(isIgnoredName("Icon"));
   EXPECT_FALSE(isIgnoredName("_Plan.pdf"));
-}
-
-TEST(TypeRegistry, KnownExtensionsConformToData) {
-  EXPECT_EQ(fp::TypeRegistry::typeForFilenameExtension("PDF")->identifier(), "com.adobe.pdf");
-  EXPECT_EQ(fp::TypeRegistry::typeForFilename("Scene.vtrscene")->identifier(),
-            "eu.vantrel.drive.vtrscene");
-  EXPECT_FALSE(fp::TypeRegistry::typeForFilename("noextension"));
-  EXPECT_FALSE(fp::TypeRegistry::typeForFilename("archive.unknownext"));
-  EXPECT_TRUE(
-      fp::TypeRegistry::conformsTo(fp::UniformType("public.jpeg"), fp::UniformType::data()));
-  EXPECT_TRUE(
-      fp::TypeRegistry::conformsTo(fp::UniformType::folder(), fp::UniformType("public.directory")));
-  EXPECT_FALSE(fp::TypeRegistry::conformsTo(fp::UniformType::folder(), fp::UniformType::data()));
 }
 
 }  // namespace

@@ -11,6 +11,7 @@ TEST(TypeRegistry, ExtensionsAreFoundWhateverTheirCaseAndOnlyInTheLastComponent)
             UniformType("org.gnu.gnu-zip-archive"));
   EXPECT_EQ(TypeRegistry::typeForFilename("Launch.VtrScene"),
             UniformType("eu.vantrel.drive.vtrscene"));
+  EXPECT_EQ(TypeRegistry::typeForFilenameExtension("PDF"), UniformType("com.adobe.pdf"));
   // A dot in a folder's name, a leading dot and a trailing dot give no extension.
   for (const auto* name : {"notes.d/README", ".bashrc", "draft.", "plain", "x.unknownext"}) {
     EXPECT_EQ(TypeRegistry::typeForFilename(name), std::nullopt) << name;
