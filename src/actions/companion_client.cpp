@@ -2,6 +2,7 @@
 
 #include "app_group/trace_log.h"
 #include "model/drive_api_error.h"
+#include "model/map_to_platform_error.h"
 #include "platform/environment.h"
 #include "platform/platform_error.h"
 #include "platform/url_session.h"
@@ -46,8 +47,10 @@ void postCommandWithRetries(const CompanionCommand& command) {
     try {
       postCommand(command);
       return;
-    } catch (const std::exception& error) {
-      trace("helper retry " + std::to_string(attempt) + " " + action + " " + error.what());
+    } catch (...) {
+      // A library's text (a command that cannot be written, say) goes to the log, not here.
+      trace("helper retry " + std::to_string(attempt) + " " + action + " " +
+            localizedDescriptionOf(std::current_exception()));
     }
     fp::Environment::current()->clock->sleepFor(kRetryDelay);
   }

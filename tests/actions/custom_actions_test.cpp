@@ -96,6 +96,16 @@ TEST_F(CustomActionsTest, WithTheCompanionStoppedFollowUpsRetrySixTimes) {
   EXPECT_EQ(clock().sleeps().size(), 6u);
 }
 
+TEST_F(CustomActionsTest, AFollowUpThatCannotBeWrittenIsTracedInTheDrivesWords) {
+  // Not UTF-8: the JSON library refuses to write it, in words of its own.
+  postCommandWithRetries({{"action", "download"}, {"identifiers", {"node:\xff"}}});
+  const auto log = traceLog();
+  EXPECT_THAT(log, HasSubstr(" helper retry 5 download The operation couldn\u2019t be completed. "
+                             "(NSCocoaErrorDomain error 256.)\n"));
+  EXPECT_THAT(log, ::testing::Not(HasSubstr("json")));
+  EXPECT_TRUE(commands().empty());
+}
+
 // Companions that hold the post past its 4 s: each would end in a 200 if waited for.
 class SlowCompanionTest : public test_support::DriveTest {
  protected:
