@@ -15,6 +15,8 @@ namespace fp {
 namespace {
 
 constexpr long kTransferBuffer = 512 * 1024;
+// A claimed length is only a hint: a peer may claim more than it sends or memory holds.
+constexpr std::uint64_t kLargestReservation = std::uint64_t{64} << 20;
 // As many as the platform follows before it gives up.
 constexpr long kMaximumRedirects = 16;
 
@@ -92,7 +94,7 @@ struct Transfer {
     if (sink) {
       sink->begin(expected);
     } else if (expected) {
-      body.reserve(static_cast<size_t>(*expected));
+      body.reserve(static_cast<size_t>(std::min(*expected, kLargestReservation)));
     }
   }
 };

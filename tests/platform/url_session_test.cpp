@@ -176,6 +176,15 @@ TEST(URLSessionBodies, LargeBodiesArriveWholeWithAndWithoutALength) {
   }
 }
 
+TEST(URLSessionBodies, AClaimedLengthNoMemoryHoldsIsATransportFailure) {
+  RawServer boasting([](RawServer&, int fd) {
+    RawServer::readHead(fd);
+    RawServer::send(fd, "HTTP/1.1 200 OK\r\nContent-Length: 1000000000000000\r\n\r\nabc");
+    ::shutdown(fd, SHUT_WR);
+  });
+  EXPECT_EQ(failureOf(boasting.url()).code(), -1005);
+}
+
 TEST(URLSessionBodies, AnErrorAnswerStaysInMemoryAndNeverReachesTheSink) {
   const auto body = largeBody();
   auto server = serving("500 Internal Server Error", body, true);
