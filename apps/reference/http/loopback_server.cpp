@@ -91,6 +91,9 @@ LoopbackServer::~LoopbackServer() {
 int LoopbackServer::start(int port) {
   const int bound = port == 0 ? bind_to_any_port("127.0.0.1") : port;
   if (bound < 0 || (port != 0 && !bind_to_port("127.0.0.1", port))) return -1;
+  // The library listens with a backlog of 5: a burst of connections would have its SYNs
+  // dropped and retried a second or more later.
+  ::listen(svr_sock_, SOMAXCONN);
   port_ = bound;
   listening_ = true;
   thread_ = std::thread([this] {
