@@ -1,13 +1,41 @@
 #include "replica/sql_connection.h"
 
 #include "replica/replica_error.h"
+#include "replica/replica_log.h"
 
 namespace drive::replica {
 namespace {
 
+// The user's words for what went wrong; SQLite's own text is for developers and goes to the
+// log.
+std::string describe(int code) {
+  switch (code & 0xff) {
+    case SQLITE_FULL:
+      return "The disk is full: the drive's database could not be written.";
+    case SQLITE_READONLY:
+      return "The drive's database could not be written.";
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+      return "The drive's database could not be opened.";
+    case SQLITE_NOTADB:
+    case SQLITE_CORRUPT:
+      return "The drive's database is damaged.";
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return "The drive's database is in use by another process.";
+    default:
+      return "The drive's database could not be read.";
+  }
+}
+
+[[noreturn]] void fail(int code, const std::string& what, const std::string& detail) {
+  replicaLog().error("SQLite failed (" + what + "): " + detail);
+  throw ReplicaError(ReplicaError::Kind::failed, describe(code));
+}
+
 [[noreturn]] void fail(sqlite3* database, const std::string& what) {
-  throw ReplicaError(ReplicaError::Kind::failed,
-                     "The replica database failed (" + what + "): " + sqlite3_errmsg(database));
+  fail(sqlite3_extended_errcode(database), what, sqlite3_errmsg(database));
 }
 
 }  // namespace
@@ -86,10 +114,10 @@ SqlConnection::SqlConnection(const std::filesystem::path& file, bool readOnly) {
   const int flags = readOnly ? SQLITE_OPEN_READONLY : (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   if (sqlite3_open_v2(file.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr) !=
       SQLITE_OK) {
+    const int code = database_ ? sqlite3_extended_errcode(database_) : SQLITE_NOMEM;
     const std::string message = database_ ? sqlite3_errmsg(database_) : "out of memory";
     sqlite3_close(database_);
-    throw ReplicaError(ReplicaError::Kind::failed,
-                       "Cannot open the replica database " + file.string() + ": " + message);
+    fail(code, "open " + file.string(), message);
   }
   sqlite3_busy_timeout(database_, 10000);
   if (!readOnly) {
@@ -111,11 +139,11 @@ SqlConnection::~SqlConnection() {
 
 void SqlConnection::execute(const std::string& sql) {
   char* error = nullptr;
-  if (sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
-    const std::string message = error ? error : "unknown";
+  if (const int code = sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, &error);
+      code != SQLITE_OK) {
+    const std::string message = error ? error : sqlite3_errstr(code);
     sqlite3_free(error);
-    throw ReplicaError(ReplicaError::Kind::failed,
-                       "The replica database failed (" + sql + "): " + message);
+    fail(code, sql, message);
   }
 }
 
