@@ -70,6 +70,8 @@ class DriveFileSystem {
   void replyEntry(FuseReply& reply, const replica::ItemInfo& info);
   void replyBuffer(FuseReply& reply, const std::string& value, size_t size);
   // Hands a handle's writes to the replica; an item removed meanwhile has nothing to hand.
+  // The handle writes its item: the replica holds its contents back until handOver.
+  void markWritten(OpenFile& file);
   void handOver(OpenFile& file);
   void truncate(const replica::ItemInfo& info, off_t size, fuse_file_info* fi);
   void openHandle(fuse_file_info* fi, const replica::ItemInfo& info, int flags);

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "mount/drive_file_system.h"
+#include "mount/mount_log.h"
 
 namespace drive::mount {
 namespace {
@@ -47,8 +48,11 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
   file->fd = openOrThrow(path, writable ? O_RDWR : O_RDONLY);
   // The download may have brought a newer version than the one the kernel was shown.
   file->info = replica_.item(opened.key).value_or(opened);
-  if (writable && (flags & O_TRUNC)) {
-    file->dirty = ::ftruncate(file->fd, 0) == 0;
+  // A new or emptied file is being written from here on, so that it goes up whole.
+  if (writable && (flags & (O_TRUNC | O_CREAT))) markWritten(*file);
+  if (writable && (flags & O_TRUNC) && ::ftruncate(file->fd, 0) != 0) {
+    mountLog().error("cannot empty the local copy of " + opened.filename + ": " +
+                     std::generic_category().message(errno));
   }
   fi->keep_cache = files_.keepCache(file->key, file->info.contentVersion) ? 1 : 0;
   fi->fh = files_.add(std::move(file));
@@ -67,7 +71,7 @@ void DriveFileSystem::create(FuseReply& reply, fuse_ino_t parent, const std::str
   const auto folder = existing(parent);
   checkWritable(folder);
   const auto created = replica_.createFile(folder.key, name);
-  openHandle(fi, created, O_RDWR);
+  openHandle(fi, created, O_RDWR | O_CREAT);
   const auto param = entry(created);
   reply([&](fuse_req_t r) { return fuse_reply_create(r, &param, fi); });
 }
@@ -76,7 +80,10 @@ void DriveFileSystem::read(FuseReply& reply, size_t size, off_t offset, fuse_fil
   const auto file = files_.find(fi->fh);
   if (!file) return reply.error(EBADF);
   // Straight from the content file, spliced where the kernel allows.
-  fuse_bufvec buffer = FUSE_BUFVEC_INIT(size);
+  // Field by field: FUSE_BUFVEC_INIT is a C compound literal, not C++.
+  fuse_bufvec buffer{};
+  buffer.count = 1;
+  buffer.buf[0].size = size;
   buffer.buf[0].flags = static_cast<fuse_buf_flags>(FUSE_BUF_IS_FD | FUSE_BUF_FD_SEEK);
   buffer.buf[0].fd = file->fd;
   buffer.buf[0].pos = offset;
@@ -89,15 +96,19 @@ void DriveFileSystem::write(FuseReply& reply, const char* data, size_t size, off
                             fuse_file_info* fi) {
   const auto file = files_.find(fi->fh);
   if (!file || !file->writable) return reply.error(EBADF);
+  markWritten(*file);
   const auto written = ::pwrite(file->fd, data, size, offset);
   if (written < 0) return reply.error(errno);
-  file->dirty = true;
   reply([&](fuse_req_t r) { return fuse_reply_write(r, static_cast<size_t>(written)); });
 }
 
+void DriveFileSystem::markWritten(OpenFile& file) {
+  if (!file.dirty.exchange(true)) replica_.beginWriting(file.key);
+}
+
 void DriveFileSystem::handOver(OpenFile& file) {
-  if (!file.dirty) return;
-  file.dirty = false;
+  if (!file.dirty.exchange(false)) return;
+  replica_.endWriting(file.key);
   try {
     replica_.contentsChanged(file.key);
   } catch (const ReplicaError& error) {
@@ -129,8 +140,8 @@ void DriveFileSystem::flushOpenFiles() {
 void DriveFileSystem::truncate(const replica::ItemInfo& info, off_t size, fuse_file_info* fi) {
   checkWritable(info);
   if (const auto file = fi ? files_.find(fi->fh) : nullptr; file && file->writable) {
+    markWritten(*file);
     if (::ftruncate(file->fd, size) != 0) throw std::system_error(errno, std::generic_category());
-    file->dirty = true;
     return;
   }
   const auto path = replica_.writableCopy(info.key);

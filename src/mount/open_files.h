@@ -1,12 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <unordered_map>
 
+#include "platform/thread_annotations.h"
 #include "replica/item_info.h"
 
 namespace drive::mount {
@@ -16,8 +17,9 @@ struct OpenFile {
   replica::ItemKey key = replica::kNoKey;
   int fd = -1;
   bool writable = false;
-  // Written since the contents were last handed to the replica.
-  bool dirty = false;
+  // Written since the contents were last handed to the replica; the replica holds the item as
+  // being written meanwhile. Requests of one handle may run at once.
+  std::atomic<bool> dirty = false;
   // The item as it was opened, for fstat after an unlink.
   replica::ItemInfo info;
 };
@@ -46,10 +48,10 @@ class OpenFiles {
   void dropCache(replica::ItemKey key);
 
  private:
-  mutable std::mutex mutex_;
-  std::uint64_t next_ = 1;
-  std::unordered_map<std::uint64_t, std::shared_ptr<OpenFile>> files_;
-  std::unordered_map<replica::ItemKey, fp::Bytes> cachedVersions_;
+  mutable fp::Mutex mutex_;
+  std::uint64_t next_ GUARDED_BY(mutex_) = 1;
+  std::unordered_map<std::uint64_t, std::shared_ptr<OpenFile>> files_ GUARDED_BY(mutex_);
+  std::unordered_map<replica::ItemKey, fp::Bytes> cachedVersions_ GUARDED_BY(mutex_);
 };
 
 }  // namespace drive::mount

@@ -14,8 +14,6 @@ namespace {
 
 namespace calls = fp::BlockingCalls;
 
-constexpr std::int64_t kLongTransfer = 8 << 20;
-
 std::string hexOf(const fp::Bytes& bytes) {
   static const char* digits = "0123456789abcdef";
   std::string text;
@@ -31,6 +29,11 @@ fp::ItemPtr templateOf(const ItemInfo& item, const std::string& identifier,
   return std::make_shared<fp::ItemTemplate>(
       identifier, parentId, item.filename,
       item.isFolder ? fp::UniformType::folder() : fp::UniformType::data());
+}
+
+bool carriesContents(const PendingChange& change) {
+  return change.kind == ChangeKind::create ||
+         (change.kind == ChangeKind::modify && (change.fields & fp::ItemField::contents));
 }
 
 std::int64_t fileSize(const std::filesystem::path& path) {
@@ -55,6 +58,7 @@ std::optional<PendingChange> SyncEngine::nextDueChange() {
     if (std::find(seen.begin(), seen.end(), change.key) != seen.end()) continue;
     seen.push_back(change.key);
     if (change.nextTryMs > now) continue;
+    if (carriesContents(change) && writers_.contains(change.key)) continue;  // once written
     const auto item = store_.item(change.key);
     if (!item) {
       store_.finishChange(change.sequence);
@@ -93,10 +97,7 @@ bool SyncEngine::sendNextChange() {
 OutgoingChange SyncEngine::prepare(const PendingChange& change) {
   OutgoingChange outgoing{change, *store_.item(change.key), {}, std::nullopt};
   outgoing.parentId = store_.item(outgoing.item.parent)->identifier;
-  const bool uploads =
-      change.kind == ChangeKind::create ||
-      (change.kind == ChangeKind::modify && (change.fields & fp::ItemField::contents));
-  if (uploads && !outgoing.item.isFolder) {
+  if (carriesContents(change) && !outgoing.item.isFolder) {
     outgoing.contents.emplace(contents_.stage(change.key, change.sequence));
   }
   return outgoing;

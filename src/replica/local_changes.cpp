@@ -150,6 +150,8 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
     SqlTransaction transaction(store_.connection());
     contents_.ensure(source);
     contents_.transfer(source, target);
+    // Whoever still writes the new file now writes the original.
+    if (const auto writing = writers_.extract(source)) writers_[target] += writing.mapped();
     // The date a program gave the new file (rsync does) goes with its contents.
     store_.setLocalModified(target, store_.localModified(source));
     markRemoved(source);
@@ -159,6 +161,20 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
   }
   wake();
   return replaced;
+}
+
+void SyncEngine::beginWriting(ItemKey key) {
+  Lock lock(mutex_);
+  ++writers_[key];
+}
+
+void SyncEngine::endWriting(ItemKey key) {
+  {
+    Lock lock(mutex_);
+    const auto found = writers_.find(key);
+    if (found != writers_.end() && --found->second <= 0) writers_.erase(found);
+  }
+  wake();
 }
 
 void SyncEngine::setModified(ItemKey key, double seconds) {

@@ -73,6 +73,12 @@ void Replica::setModified(ItemKey key, double seconds) {
 void Replica::remove(ItemKey key) {
   engine_->remove(key);
 }
+void Replica::beginWriting(ItemKey key) {
+  engine_->beginWriting(key);
+}
+void Replica::endWriting(ItemKey key) {
+  engine_->endWriting(key);
+}
 
 void Replica::keepOffline(ItemKey key) {
   engine_->keepOffline(key);

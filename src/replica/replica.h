@@ -77,6 +77,10 @@ class Replica {
   void setModified(ItemKey key, double seconds);
   // A folder must be empty.
   void remove(ItemKey key);
+  // A program writes the item's copy from now until endWriting; its contents are not sent in
+  // between. Calls pair up; the count goes with the contents to the target of a replace.
+  void beginWriting(ItemKey key);
+  void endWriting(ItemKey key);
 
   // --- Actions
   // The provider's keep-offline action, then every file below kept downloaded.

@@ -5,11 +5,11 @@
 #include <future>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "extension/file_provider_extension.h"
+#include "platform/thread_annotations.h"
 #include "replica/content_store.h"
 #include "replica/host_lock.h"
 #include "replica/item_store.h"
@@ -76,9 +76,11 @@ class SyncEngine {
   ItemInfo replace(ItemKey source, ItemKey target);
   void setModified(ItemKey key, double seconds);
   void remove(ItemKey key);
+  void beginWriting(ItemKey key);
+  void endWriting(ItemKey key);
 
  private:
-  using Lock = std::unique_lock<std::mutex>;
+  using Lock = fp::MutexLock;
 
   // Remote side (remote_sync.cpp)
   void ensureListed(ItemKey folder);
@@ -86,16 +88,16 @@ class SyncEngine {
   void refreshFolders();
   void refreshWorkingSet();
   void applyUpdates(ItemKey folder, const std::vector<fp::ItemPtr>& items,
-                    std::vector<RemoteEvent>* events);
-  void applyRemoteRemoval(ItemKey key, std::vector<RemoteEvent>& events);
+                    std::vector<RemoteEvent>* events) REQUIRES(mutex_);
+  void applyRemoteRemoval(ItemKey key, std::vector<RemoteEvent>& events) REQUIRES(mutex_);
   // Whether the item, or anything below it, holds what the user wrote and the service lacks.
-  bool holdsLocalWork(const ItemInfo& info);
+  bool holdsLocalWork(const ItemInfo& info) REQUIRES(mutex_);
   void notify(const std::vector<RemoteEvent>& events);
 
   // Sending (change_sender.cpp)
   bool sendNextChange();
-  std::optional<PendingChange> nextDueChange();
-  OutgoingChange prepare(const PendingChange& change);
+  std::optional<PendingChange> nextDueChange() REQUIRES(mutex_);
+  OutgoingChange prepare(const PendingChange& change) REQUIRES(mutex_);
   void sendChange(const OutgoingChange& outgoing);
   void sendCreate(const OutgoingChange& outgoing);
   void sendModify(const OutgoingChange& outgoing);
@@ -103,28 +105,28 @@ class SyncEngine {
   void failChange(const PendingChange& change, const ItemInfo& item,
                   const fp::PlatformError& error);
   void refuseCreate(const PendingChange& change, ItemKey key, const std::string& reason,
-                    bool excluded);
-  void keepAsSibling(ItemKey key, const std::string& name, bool queueCreate);
+                    bool excluded) REQUIRES(mutex_);
+  void keepAsSibling(ItemKey key, const std::string& name, bool queueCreate) REQUIRES(mutex_);
   void settleChange(const PendingChange& change, const fp::ItemPtr& item);
   void undoFromService(ItemKey key, const std::string& reason);
-  void recreateLocally(ItemKey key);
+  void recreateLocally(ItemKey key) REQUIRES(mutex_);
   std::int64_t nowMs() const;
 
   // Contents (content_access.cpp)
   std::filesystem::path fetch(ItemKey key, const ItemInfo& item);
-  void evictOverLimit(ItemKey keep);
-  void dropCleanCopy(ItemKey key);
+  void evictOverLimit(ItemKey keep) REQUIRES(mutex_);
+  void dropCleanCopy(ItemKey key) REQUIRES(mutex_);
   std::vector<ItemKey> walk(ItemKey key);
 
   // Helpers (local_changes.cpp); the caller holds mutex_ and a transaction.
-  void markContentsChanged(ItemKey key);
-  void markRemoved(ItemKey key);
+  void markContentsChanged(ItemKey key) REQUIRES(mutex_);
+  void markRemoved(ItemKey key) REQUIRES(mutex_);
   // A local-only item (and what is local-only below it) moved where things sync.
-  void joinSync(ItemKey key);
-  ItemInfo existing(ItemKey key);
-  ItemInfo folderFor(ItemKey key);
-  void checkFreeName(ItemKey parent, const std::string& name, ItemKey except);
-  std::string freeName(ItemKey parent, const std::string& name);
+  void joinSync(ItemKey key) REQUIRES(mutex_);
+  ItemInfo existing(ItemKey key) REQUIRES(mutex_);
+  ItemInfo folderFor(ItemKey key) REQUIRES(mutex_);
+  void checkFreeName(ItemKey parent, const std::string& name, ItemKey except) REQUIRES(mutex_);
+  std::string freeName(ItemKey parent, const std::string& name) REQUIRES(mutex_);
 
   void workerLoop();
   // One round of refreshing and sending; false when the engine is stopping.
@@ -134,24 +136,27 @@ class SyncEngine {
 
   FileProviderExtension& extension_;
   ReplicaOptions options_;
-  std::mutex mutex_;
-  ItemStore store_;
-  ContentStore contents_;
+  fp::Mutex mutex_;
+  ItemStore store_ GUARDED_BY(mutex_);
+  ContentStore contents_ GUARDED_BY(mutex_);
+  // Items a program is writing right now, by the number of its writers: their contents wait
+  // until the writing stops, so that no half-written file goes up.
+  std::map<ItemKey, int> writers_ GUARDED_BY(mutex_);
 
-  std::mutex fetchMutex_;
-  std::map<ItemKey, std::shared_future<std::filesystem::path>> fetches_;
-  std::mutex listMutex_;  // one listing at a time, so a folder is never listed twice at once
+  fp::Mutex fetchMutex_;
+  std::map<ItemKey, std::shared_future<std::filesystem::path>> fetches_ GUARDED_BY(fetchMutex_);
+  fp::Mutex listMutex_;  // one listing at a time, so a folder is never listed twice at once
 
-  std::mutex observersMutex_;
-  std::vector<std::shared_ptr<ReplicaObserver>> observers_;
+  fp::Mutex observersMutex_;
+  std::vector<std::shared_ptr<ReplicaObserver>> observers_ GUARDED_BY(observersMutex_);
 
-  std::mutex wakeMutex_;
+  fp::Mutex wakeMutex_;
   std::condition_variable wake_;
   std::condition_variable idle_;
-  bool pollWanted_ = false;
-  bool changeWanted_ = false;
-  bool stopping_ = false;
-  bool sending_ = false;
+  bool pollWanted_ GUARDED_BY(wakeMutex_) = false;
+  bool changeWanted_ GUARDED_BY(wakeMutex_) = false;
+  bool stopping_ GUARDED_BY(wakeMutex_) = false;
+  bool sending_ GUARDED_BY(wakeMutex_) = false;
   std::thread worker_;
   std::unique_ptr<SignalWatcher> watcher_;
   std::unique_ptr<SignalWatcher> requests_;

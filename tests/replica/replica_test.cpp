@@ -11,7 +11,7 @@ using reference::Fault;
 using ::testing::Contains;
 using ::testing::HasSubstr;
 
-class ReplicaSync : public testing::ReplicaTest {
+class ReplicaSync : public test_support::ReplicaTest {
  protected:
   std::vector<std::string> serviceNames(const std::string& path) {
     std::vector<std::string> names;
@@ -25,7 +25,7 @@ class ReplicaSync : public testing::ReplicaTest {
 };
 
 TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
-  auto observer = std::make_shared<testing::RecordingObserver>();
+  auto observer = std::make_shared<test_support::RecordingObserver>();
   replica().addObserver(observer);
   const auto documents = at("Alex Morgan/Documents");
   const auto notes = at("Alex Morgan/Documents/Notes.md");
@@ -149,6 +149,24 @@ TEST_F(ReplicaSync, AFileSavedOverAnotherDuringItsUploadLeavesOnlyTheOriginal) {
   EXPECT_FALSE(replica().child(documents.key, ".Notes.md.swp"));
   EXPECT_EQ(replica().child(documents.key, "Notes.md")->key, notes.key);
   EXPECT_EQ(text(notes.key), "saved by rename");
+}
+
+// A program copying a large file in: nothing goes up while it writes, then the whole file once.
+TEST_F(ReplicaSync, AFileGoesUpOnceItsWritingStops) {
+  const auto documents = at("Alex Morgan/Documents");
+  service().clearRequests();
+  const auto copied = replica().createFile(documents.key, "Copied.bin");
+  replica().beginWriting(copied.key);
+  write(copied.key, "the first half");  // an fsync on the way
+  EXPECT_FALSE(replica().waitUntilIdle(std::chrono::milliseconds(300)));
+  EXPECT_EQ(requestCount("POST", "/storage/nodes"), 0);
+  write(copied.key, "the whole file");
+  replica().endWriting(copied.key);
+  drain();
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Copied.bin")), "the whole file");
+  EXPECT_EQ(requestCount("PUT",
+                         "/storage/nodes/" + idOf("Alex Morgan/Documents/Copied.bin") + "/content"),
+            1);
 }
 
 TEST_F(ReplicaSync, RefusalsKeepWhatTheUserWrote) {
