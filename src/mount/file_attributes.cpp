@@ -30,7 +30,9 @@ struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner,
   attributes.st_uid = owner.uid;
   attributes.st_gid = owner.gid;
   attributes.st_size = info.isFolder ? 0 : info.size;
-  attributes.st_blksize = 4096;
+  // Programs size their buffers by it (cp, cat): one request per MiB, as large as the kernel
+  // sends, instead of one per 128 KiB.
+  attributes.st_blksize = 1 << 20;
   attributes.st_blocks = (attributes.st_size + 511) / 512;
   attributes.st_mtim = timespecOf(info.modified, undated);
   attributes.st_ctim = attributes.st_mtim;
