@@ -6,7 +6,7 @@
 #include "mount/mount_lock.h"
 #include "support/test_files.h"
 
-namespace drive::mount::testing {
+namespace drive::mount::test_support {
 namespace {
 
 using ::testing::HasSubstr;
@@ -52,4 +52,4 @@ TEST_F(MountCommands, ActionAndStatusTakePathsAndShortNames) {
 }
 
 }  // namespace
-}  // namespace drive::mount::testing
+}  // namespace drive::mount::test_support

@@ -9,7 +9,7 @@
 #include "session/session_store.h"
 #include "support/test_files.h"
 
-namespace drive::mount::testing {
+namespace drive::mount::test_support {
 
 void MountTest::SetUp() {
   ServiceTest::SetUp();
@@ -36,7 +36,7 @@ void MountTest::TearDown() {
 }
 
 void MountTest::mount() {
-  child_ = std::make_unique<cli::testing::PralodriveChild>(
+  child_ = std::make_unique<cli::test_support::PralodriveChild>(
       std::vector<std::string>{"--verbose", "mount", drive().string(), "--foreground", "--poll",
                                "1"},
       childEnvironment(), root() / "mount-stderr.txt");
@@ -71,15 +71,15 @@ int MountTest::interruptMount(std::string* output) {
 
 int MountTest::pralodrive(const std::vector<std::string>& arguments, std::string* output) {
   const auto errors = root() / "command-stderr.txt";
-  cli::testing::PralodriveChild command(arguments, childEnvironment(), errors);
+  cli::test_support::PralodriveChild command(arguments, childEnvironment(), errors);
   const int status = command.finish();
   *output = command.rest() + drive::test_support::readText(errors);
   return status;
 }
 
-bool MountTest::syncWait() {
-  cli::testing::PralodriveChild sync({"sync", "--wait", "60"}, childEnvironment(),
-                                     root() / "sync-stderr.txt");
+bool MountTest::syncWait(int seconds) {
+  cli::test_support::PralodriveChild sync({"sync", "--wait", std::to_string(seconds)},
+                                          childEnvironment(), root() / "sync-stderr.txt");
   return sync.finish() == 0;
 }
 
@@ -120,4 +120,4 @@ std::string MountTest::mountErrors() const {
   return drive::test_support::readText(root() / "mount-stderr.txt");
 }
 
-}  // namespace drive::mount::testing
+}  // namespace drive::mount::test_support

@@ -7,7 +7,7 @@
 #include "cli/pralodrive_child.h"
 #include "support/service_fixture.h"
 
-namespace drive::mount::testing {
+namespace drive::mount::test_support {
 
 // `pralodrive mount --foreground` of the demo drive in a temporary folder, run as its own
 // process against the reference service. Every test ends unmounted, whatever happened.
@@ -27,7 +27,7 @@ class MountTest : public drive::test_support::ServiceTest {
   // Runs `pralodrive` with these arguments to its end; its exit status, output in `output`.
   int pralodrive(const std::vector<std::string>& arguments, std::string* output);
   // Waits until the replica has sent every queued change; false on a time-out.
-  bool syncWait();
+  bool syncWait(int seconds = 60);
 
   // The mounted drive's folder, or a path in it.
   std::filesystem::path drive(const std::string& path = "") const;
@@ -42,7 +42,7 @@ class MountTest : public drive::test_support::ServiceTest {
   std::string mountErrors() const;
 
  private:
-  std::unique_ptr<cli::testing::PralodriveChild> child_;
+  std::unique_ptr<cli::test_support::PralodriveChild> child_;
 };
 
-}  // namespace drive::mount::testing
+}  // namespace drive::mount::test_support

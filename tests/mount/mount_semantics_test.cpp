@@ -12,7 +12,7 @@
 #include "mount/mount_fixture.h"
 #include "support/test_files.h"
 
-namespace drive::mount::testing {
+namespace drive::mount::test_support {
 namespace {
 
 using MountSemantics = MountTest;
@@ -145,8 +145,8 @@ TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
 }
 
 TEST_F(MountSemantics, ASecondMountIsRefusedAndADeadOneReplaced) {
-  cli::testing::PralodriveChild second({"mount", drive().string(), "--foreground"},
-                                       childEnvironment(), root() / "second-stderr.txt");
+  cli::test_support::PralodriveChild second({"mount", drive().string(), "--foreground"},
+                                            childEnvironment(), root() / "second-stderr.txt");
   EXPECT_EQ(second.finish(), 1);
   EXPECT_NE(drive::test_support::readText(root() / "second-stderr.txt").find("already mounted at"),
             std::string::npos);
@@ -158,4 +158,4 @@ TEST_F(MountSemantics, ASecondMountIsRefusedAndADeadOneReplaced) {
 }
 
 }  // namespace
-}  // namespace drive::mount::testing
+}  // namespace drive::mount::test_support
