@@ -15,7 +15,7 @@
 #include "support/service_fixture.h"
 #include "support/test_files.h"
 
-namespace drive::cli::testing {
+namespace drive::cli::test_support {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -306,4 +306,4 @@ TEST_F(CommandLineTest, TheKeptDemoStaysUntilStopped) {
 }
 
 }  // namespace
-}  // namespace drive::cli::testing
+}  // namespace drive::cli::test_support

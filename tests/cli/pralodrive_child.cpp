@@ -13,7 +13,7 @@
 
 extern char** environ;
 
-namespace drive::cli::testing {
+namespace drive::cli::test_support {
 namespace {
 
 std::vector<std::string> childEnvironment(const std::map<std::string, std::string>& overrides) {
@@ -122,4 +122,4 @@ void PralodriveChild::closeInput() {
   in_ = -1;
 }
 
-}  // namespace drive::cli::testing
+}  // namespace drive::cli::test_support

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace drive::cli::testing {
+namespace drive::cli::test_support {
 
 // The built `pralodrive` as a script runs it: its own environment, standard input and output
 // through pipes, standard error kept in a file.
@@ -41,4 +41,4 @@ class PralodriveChild {
   std::string buffer_;
 };
 
-}  // namespace drive::cli::testing
+}  // namespace drive::cli::test_support

@@ -20,7 +20,7 @@
 
 extern char** environ;
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 namespace {
 
 // The binary as a child process, its standard output and error read through pipes.
@@ -166,4 +166,4 @@ TEST_F(ReferenceBinary, BadOptionsAndBusyPortsEndWithAClearError) {
 }
 
 }  // namespace
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

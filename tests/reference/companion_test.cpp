@@ -12,7 +12,7 @@
 #include "platform/user_defaults.h"
 #include "reference/reference_fixture.h"
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -155,4 +155,4 @@ TEST_F(CompanionStandIn, PolicyRefreshListOnRequest) {
 }
 
 }  // namespace
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

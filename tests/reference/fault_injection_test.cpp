@@ -7,7 +7,7 @@
 
 #include "reference/reference_fixture.h"
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 namespace {
 
 class FaultInjection : public ReferenceTest {};
@@ -115,4 +115,4 @@ TEST_F(FaultInjection, RequestsAreRecordedAsSent) {
 }
 
 }  // namespace
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

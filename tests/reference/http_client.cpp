@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 namespace {
 
 size_t appendBody(char* data, size_t size, size_t count, void* target) {
@@ -126,4 +126,4 @@ HttpResponse HttpClient::perform(const std::string& method, const std::string& p
   return response;
 }
 
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 
 struct HttpResponse {
   CURLcode error = CURLE_OK;
@@ -57,4 +57,4 @@ class HttpClient {
   std::string token_;
 };
 
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

@@ -2,7 +2,7 @@
 
 #include <fstream>
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 
 void ReferenceTest::SetUp() {
   DriveTest::SetUp();
@@ -31,4 +31,4 @@ nlohmann::json ReferenceTest::containerFile(const std::string& name) const {
   return nlohmann::json::parse(in);
 }
 
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

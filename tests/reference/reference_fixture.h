@@ -7,7 +7,7 @@
 #include "reference/reference_service.h"
 #include "support/test_environment.h"
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 
 // The demo drive served on ephemeral ports, its companion writing into the test's container,
 // and a client signed in as the provider.
@@ -31,4 +31,4 @@ class ReferenceTest : public drive::test_support::DriveTest {
   DriveSession session_;
 };
 
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

@@ -11,7 +11,7 @@
 #include "platform/url_session.h"
 #include "reference/reference_fixture.h"
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 namespace {
 
 // As many as once starved the service.
@@ -82,4 +82,4 @@ TEST_F(SlowClients, TricklingAndIdleClientsLeaveRoomForOthers) {
 }
 
 }  // namespace
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

@@ -7,7 +7,7 @@
 #include "reference/reference_fixture.h"
 #include "reference/store/random_id.h"
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 namespace {
 
 std::string sha256Hex(const std::string& bytes) {
@@ -240,4 +240,4 @@ TEST_F(StorageEndpoints, ContentRoundTripsWithTrueSizeAndHash) {
 }
 
 }  // namespace
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

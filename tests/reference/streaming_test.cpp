@@ -9,7 +9,7 @@
 #include "reference/reference_fixture.h"
 #include "reference/store/random_id.h"
 
-namespace drive::reference::testing {
+namespace drive::reference::test_support {
 namespace {
 
 // Peak resident memory of this process since the last reset.
@@ -88,4 +88,4 @@ TEST_F(Streaming, GigabyteBodiesKeepMemoryBounded) {
 }
 
 }  // namespace
-}  // namespace drive::reference::testing
+}  // namespace drive::reference::test_support

@@ -12,7 +12,7 @@
 #include "replica/replica.h"
 #include "support/service_fixture.h"
 
-namespace drive::replica::testing {
+namespace drive::replica::test_support {
 
 // What the observers heard, as "added <key>", "changed <key>", "removed <key>".
 class RecordingObserver : public ReplicaObserver {
@@ -93,4 +93,4 @@ class ReplicaTest : public drive::test_support::ServiceTest {
   std::unique_ptr<Replica> replica_;
 };
 
-}  // namespace drive::replica::testing
+}  // namespace drive::replica::test_support

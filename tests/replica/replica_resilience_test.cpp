@@ -10,9 +10,9 @@
 namespace drive::replica {
 namespace {
 
-using cli::testing::PralodriveChild;
+using cli::test_support::PralodriveChild;
 
-class ReplicaResilience : public testing::ReplicaTest {
+class ReplicaResilience : public test_support::ReplicaTest {
  protected:
   int sync(std::optional<std::chrono::milliseconds> killAfter) {
     PralodriveChild child({"sync", "--wait", "60"}, childEnvironment(), root() / "sync.err");
