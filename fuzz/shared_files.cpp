@@ -84,8 +84,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   drive::DriveDiskState::resetCacheForTesting();
   // A new file each time, as the companion app replaces them: caches keyed on the file's
   // identity see the change.
-  fp::writeFileAtomically(fp::appGroupContainerURL() / file.name, input.text, 0600,
-                          fp::Durability::cached);
+  // A failed write leaves the previous file, which is as good an input.
+  (void)fp::writeFileAtomically(fp::appGroupContainerURL() / file.name, input.text, 0600,
+                                fp::Durability::cached);
   file.use();
   return 0;
 }

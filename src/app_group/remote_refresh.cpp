@@ -14,7 +14,8 @@ Payload read() {
 }
 
 void write(const Payload& payload) {
-  writeSharedFile(kFile, payload);
+  // A container left pending is only listed once more.
+  (void)writeSharedFile(kFile, payload);
 }
 
 void clearPending(const std::string& container) {

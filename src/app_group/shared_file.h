@@ -33,7 +33,7 @@ std::optional<Record> readSharedFile(const std::string& name) {
 
 // Replaces the container file `name` with the record, compact, creating the container first.
 template <class Record>
-bool writeSharedFile(const std::string& name, const Record& record) {
+[[nodiscard]] bool writeSharedFile(const std::string& name, const Record& record) {
   return fp::writeJSONFile(fp::appGroupContainerURL() / name, nlohmann::json(record));
 }
 

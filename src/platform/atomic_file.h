@@ -18,8 +18,9 @@ enum class Durability {
 // Replaces `target` whole: a temporary file in the same directory, then a rename. Readers
 // never see a half-written file. False on any failure (the target is then untouched).
 // Secrets and private content pass mode 0600.
-bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
-                         mode_t mode = 0644, Durability durability = Durability::flushed);
+[[nodiscard]] bool writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
+                                       mode_t mode = 0644,
+                                       Durability durability = Durability::flushed);
 
 // A fresh hidden file beside `target` (its name in `path`), under an flock held until it is
 // closed: a host that cleans up after killed writers leaves it alone. -1 when none can be made.

@@ -18,7 +18,7 @@ std::optional<nlohmann::json> readJSONFile(const std::filesystem::path& path);
 // Writes `value` compactly over `path` in one atomic replacement, creating the directory
 // (with its parents) first. Text that is not UTF-8 is written with replacement characters.
 // False on any failure; the file then keeps its previous content.
-bool writeJSONFile(const std::filesystem::path& path, const nlohmann::json& value,
-                   mode_t mode = 0644);
+[[nodiscard]] bool writeJSONFile(const std::filesystem::path& path, const nlohmann::json& value,
+                                 mode_t mode = 0644);
 
 }  // namespace fp

@@ -190,7 +190,9 @@ void UserDefaults::change(const std::function<bool(nlohmann::json&)>& edit) cons
   // Never from the text read before: a stamp can repeat, and a lost update would be for good.
   auto object = readObject(file_);
   // A listing stores the same identifiers time after time: only a change is written.
-  if (edit(object)) writeJSONFile(file_, object, 0600);  // it may hold the signed-in session
+  // 0600: it may hold the signed-in session. Setters report nothing, as the platform's do; a
+  // failed write leaves the file as it was.
+  if (edit(object)) (void)writeJSONFile(file_, object, 0600);
 }
 
 std::optional<std::vector<std::string>> stringArrayValue(

@@ -77,7 +77,9 @@ void CompanionSignals::noteRemoteChange(const Strings& pending, const Strings& u
   nlohmann::json newRefresh;
   newRefresh["generation"] = member<std::int64_t>(refresh, "generation", 0) + 1;
   newRefresh["pending"] = pendingList;
-  fp::writeJSONFile(container_ / kRemoteRefresh, newRefresh);
+  // Signals are best effort, as a companion's are: one not written leaves the change on the
+  // service, where the provider's next listing finds it.
+  (void)fp::writeJSONFile(container_ / kRemoteRefresh, newRefresh);
 
   // The latest news of an item wins: an item deleted after an update is only deleted.
   const auto items = readObject(container_ / kRemoteItems);
@@ -90,12 +92,12 @@ void CompanionSignals::noteRemoteChange(const Strings& pending, const Strings& u
   nlohmann::json newItems;
   newItems["updates"] = updateList;
   newItems["deletes"] = deleteList;
-  fp::writeJSONFile(container_ / kRemoteItems, newItems);
+  (void)fp::writeJSONFile(container_ / kRemoteItems, newItems);  // best effort, as above
 }
 
 void CompanionSignals::writePolicyRefresh(const Strings& identifiers) {
   std::lock_guard lock(mutex_);
-  fp::writeJSONFile(container_ / kPolicyRefresh, identifiers);
+  (void)fp::writeJSONFile(container_ / kPolicyRefresh, identifiers);  // best effort, as above
 }
 
 void CompanionSignals::writeSyncSelection(const SyncSelection& selection) {
