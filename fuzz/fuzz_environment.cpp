@@ -1,4 +1,4 @@
-#include "fuzz_environment.h"
+#include "fuzz/fuzz_environment.h"
 
 #include <cstdlib>
 #include <system_error>

@@ -1,7 +1,7 @@
 // Item identifiers as the platform hands them over, and the shell's command lines.
 
 #include "cli/shell_words.h"
-#include "fuzz_input.h"
+#include "fuzz/fuzz_input.h"
 #include "model/drive_item_id.h"
 
 namespace drive::fuzz {

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "fuzz_environment.h"
+#include "fuzz/fuzz_environment.h"
 #include "reference/reference_service.h"
 
 namespace drive::fuzz {

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "api/request_layer.h"
-#include "fuzz_input.h"
+#include "fuzz/fuzz_input.h"
 #include "model/drive_api_error.h"
 
 namespace drive::fuzz {
