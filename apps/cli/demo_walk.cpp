@@ -216,7 +216,7 @@ std::string DemoWalk::nodeId(const std::string& path) {
 
 std::string DemoWalk::space(const std::string& title) {
   for (const auto& candidate : service_.tree().listing().namespaces) {
-    if (candidate.title == title) return "ns:" + candidate.id;
+    if (candidate.title == title) return DriveItemID::namespaceFolder(candidate.id).format();
   }
   throw std::runtime_error("the demo drive has no namespace \"" + title + "\"");
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/platform_host.h"
+#include "model/drive_item_id.h"
 #include "reference/reference_service.h"
 
 namespace drive::cli {
@@ -39,7 +40,7 @@ class DemoWalk {
   Outcome request(const std::vector<std::string>& words, Expect expect = Expect::success);
   void showFile(const std::string& name);
   std::string nodeId(const std::string& path);
-  std::string node(const std::string& path) { return "node:" + nodeId(path); }
+  std::string node(const std::string& path) { return DriveItemID::node(nodeId(path)).format(); }
   std::string space(const std::string& title);
 
   PlatformHost& host_;

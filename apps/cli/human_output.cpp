@@ -4,6 +4,8 @@
 #include <ctime>
 #include <iomanip>
 
+#include "model/node_kinds.h"
+
 namespace drive::cli {
 namespace {
 
@@ -20,7 +22,7 @@ struct Row {
 Row rowOf(const Json& item) {
   Row row;
   row.filename = item["filename"].get<std::string>();
-  row.folder = item["userInfo"].value("kind", "") == "folder";
+  row.folder = item["userInfo"].value("kind", "") == NodeKind::folder;
   if (item.contains("documentSize")) row.size = item["documentSize"].get<double>();
   if (item.contains("contentModificationDate")) {
     row.modified = item["contentModificationDate"].get<double>();
@@ -38,7 +40,7 @@ Row rowOf(const fp::Item& item) {
     const auto found = info.find(key);
     return found == info.end() ? std::string() : found->second;
   };
-  row.folder = valueOf("kind") == "folder";
+  row.folder = valueOf("kind") == NodeKind::folder;
   if (auto size = item.documentSize()) row.size = static_cast<double>(*size);
   if (auto date = item.contentModificationDate()) row.modified = date->time_since_epoch().count();
   row.sync = valueOf("sync");

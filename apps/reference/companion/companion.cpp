@@ -1,5 +1,6 @@
 #include "reference/companion/companion.h"
 
+#include "model/drive_item_id.h"
 #include "reference/http/service_error.h"
 
 namespace drive::reference {
@@ -7,15 +8,17 @@ namespace {
 
 // A container as the provider's enumerators name it.
 std::string containerIdentifier(const ContainerRef& container) {
-  if (container.rootOfNamespace) return "ns:" + *container.rootOfNamespace;
-  if (container.nodeId.empty()) return "root";
-  return "node:" + container.nodeId;
+  if (container.rootOfNamespace) {
+    return DriveItemID::namespaceFolder(*container.rootOfNamespace).format();
+  }
+  if (container.nodeId.empty()) return DriveItemID::root().format();
+  return DriveItemID::node(container.nodeId).format();
 }
 
 std::vector<std::string> itemIdentifiers(const std::vector<std::string>& nodeIds) {
   std::vector<std::string> identifiers;
   for (const auto& id : nodeIds)
-    identifiers.push_back("node:" + id);
+    identifiers.push_back(DriveItemID::node(id).format());
   return identifiers;
 }
 

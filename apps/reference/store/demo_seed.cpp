@@ -1,5 +1,7 @@
 #include "reference/store/demo_seed.h"
 
+#include "model/node_kinds.h"
+
 namespace drive::reference {
 namespace {
 
@@ -29,7 +31,7 @@ NodeOptions personalFolder(int days) {
 }
 
 void seedPersonal(TreeBuilder& b) {
-  const auto home = b.addNamespace("personal", "Alex Morgan").root;
+  const auto home = b.addNamespace(NamespaceKind::personal, "Alex Morgan").root;
   const auto documents = b.addFolder(home, "Documents", ago(90));
   b.addFile(documents, "Quarterly Report.pdf", "%PDF-1.7\n% quarterly figures\n%%EOF\n", ago(30));
   b.addFile(documents, "Notes.md", "# Notes\n\n- call the printer\n- book the venue\n", ago(12));
@@ -49,7 +51,7 @@ void seedPersonal(TreeBuilder& b) {
 }
 
 void seedStudio(TreeBuilder& b) {
-  const auto studio = b.addNamespace("workspace", "Studio Team", "editor").root;
+  const auto studio = b.addNamespace(NamespaceKind::workspace, "Studio Team", "editor").root;
   const auto assets = b.addFolder(studio, "Shared Assets", ago(120));
   b.addFile(assets, "Logo.png", "\x89PNG\r\n\x1a\n logo", ago(100));
   b.addFile(assets, "Brand Guide.pdf", "%PDF-1.7\n% brand guide\n%%EOF\n", ago(90));
@@ -63,7 +65,7 @@ void seedStudio(TreeBuilder& b) {
 }
 
 void seedClient(TreeBuilder& b) {
-  const auto client = b.addNamespace("workspace", "Client Showcase", "viewer").root;
+  const auto client = b.addNamespace(NamespaceKind::workspace, "Client Showcase", "viewer").root;
   const auto deliverables = b.addFolder(client, "Deliverables", ago(60));
   b.addFile(deliverables, "Final Cut.mp4",
             "\0\0\0\x18"

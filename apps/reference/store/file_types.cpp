@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "model/node_kinds.h"
+
 namespace drive::reference {
 namespace {
 
@@ -28,8 +30,8 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 22> kMimeTyp
     {"pptx", "application/vnd.openxmlformats-officedocument.presentationml.presentation"},
     {"key", "application/vnd.apple.keynote"},
     {"glb", "model/gltf-binary"},
-    {"vtrscene", "application/vnd.vantrel.pralo.scene"},
-    {"vtrobj", "application/vnd.vantrel.pralo.object"},
+    {Pralo::sceneExtension, "application/vnd.vantrel.pralo.scene"},
+    {Pralo::objectExtension, "application/vnd.vantrel.pralo.object"},
 }};
 
 std::string lowerAscii(std::string_view text) {
@@ -50,14 +52,14 @@ FileType fileTypeOf(std::string_view name) {
   for (const auto& [known, mime] : kMimeTypes) {
     if (known == extension) type.mime = mime;
   }
-  if (extension == "vtrscene") type.appKind = "scene";
-  if (extension == "vtrobj") type.appKind = "object";
+  if (extension == Pralo::sceneExtension) type.appKind = Pralo::sceneAppKind;
+  if (extension == Pralo::objectExtension) type.appKind = Pralo::objectAppKind;
   type.cloudOnly = type.appKind != "none";
   return type;
 }
 
 void describeFile(StorageNode& node) {
-  if (node.kind == "folder" || node.kind == "project") return;
+  if (isContainerNode(node)) return;
   const FileType type = fileTypeOf(node.name);
   node.fileExtension = type.fileExtension;
   node.mime = type.mime;

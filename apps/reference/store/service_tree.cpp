@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "model/node_kinds.h"
+
 namespace drive::reference {
 namespace {
 
@@ -46,12 +48,12 @@ std::string ServiceTree::content(std::string_view id) {
 }
 
 StorageNode ServiceTree::addFolder(std::string_view parentId, std::string_view name) {
-  return service_.create(kOtherClient, parentId, name, "folder");
+  return service_.create(kOtherClient, parentId, name, NodeKind::folder);
 }
 
 StorageNode ServiceTree::addFile(std::string_view parentId, std::string_view name,
                                  std::string_view content) {
-  const auto node = service_.create(kOtherClient, parentId, name, "file");
+  const auto node = service_.create(kOtherClient, parentId, name, NodeKind::file);
   return content.empty() ? node : writeContent(node.id, content);
 }
 

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "model/node_kinds.h"
 #include "reference/http/service_error.h"
 #include "reference/store/file_types.h"
 #include "reference/store/service_time.h"
@@ -12,10 +13,6 @@ namespace {
 
 constexpr std::size_t kMaxNameBytes = 1024;
 constexpr auto kPairingLifetime = std::chrono::hours(24 * 90);
-
-bool isContainer(const StorageNode& node) {
-  return node.kind == "folder" || node.kind == "project";
-}
 
 bool roleAllowsChange(const StorageNode& node) {
   return node.role == "owner" || node.role == "editor";
@@ -121,14 +118,14 @@ NodeChildren StorageService::children(std::string_view id) {
   return exclusive([&] {
     auto parent = tree_.node(id);
     if (!parent) throw ServiceError::notFound();
-    if (!isContainer(*parent)) throw ServiceError::badRequest("Not a folder");
+    if (!isContainerNode(*parent)) throw ServiceError::badRequest("Not a folder");
     return NodeChildren{std::move(parent), tree_.children(id)};
   });
 }
 
 StorageNode StorageService::create(const Caller& caller, std::string_view parentId,
                                    std::string_view name, std::string_view kind) {
-  if (kind != "folder" && kind != "project" && kind != "file") {
+  if (kind != NodeKind::folder && kind != NodeKind::project && kind != NodeKind::file) {
     throw ServiceError::badRequest("Unknown kind");
   }
   checkName(name);
@@ -137,9 +134,9 @@ StorageNode StorageService::create(const Caller& caller, std::string_view parent
     checkFreeName(parentId, name, "");
     TreeBuilder builder(tree_, identity_, blobs_, clock_->now());
     Transaction transaction(database_);
-    const StorageNode node = kind == "folder"    ? builder.addFolder(parent, name)
-                             : kind == "project" ? builder.addProject(parent, name)
-                                                 : builder.addFile(parent, name, "");
+    const StorageNode node = kind == NodeKind::folder    ? builder.addFolder(parent, name)
+                             : kind == NodeKind::project ? builder.addProject(parent, name)
+                                                         : builder.addFile(parent, name, "");
     transaction.commit();
     record(caller, updated({containerOf(node.parentId)}, node.id));
     return node;
@@ -203,7 +200,7 @@ void StorageService::trash(const Caller& caller, std::string_view id) {
 
 void StorageService::checkUpload(const Caller& caller, std::string_view id) {
   exclusive([&] {
-    if (isContainer(writableNode(caller, id))) throw ServiceError::badRequest("Not a file");
+    if (isContainerNode(writableNode(caller, id))) throw ServiceError::badRequest("Not a file");
   });
 }
 
@@ -213,7 +210,7 @@ StorageNode StorageService::commitUpload(const Caller& caller, std::string_view 
     StorageNode node;
     try {
       node = writableNode(caller, id);
-      if (isContainer(node)) throw ServiceError::badRequest("Not a file");
+      if (isContainerNode(node)) throw ServiceError::badRequest("Not a file");
     } catch (const ServiceError&) {
       blobs_.remove(blob.name);  // the node went away while the body arrived
       throw;
@@ -236,7 +233,7 @@ std::pair<StorageNode, std::unique_ptr<OpenBlob>> StorageService::content(std::s
   return exclusive([&] {
     auto node = tree_.node(id);
     if (!node) throw ServiceError::notFound();
-    if (isContainer(*node)) throw ServiceError::badRequest("Not a file");
+    if (isContainerNode(*node)) throw ServiceError::badRequest("Not a file");
     const auto blob = tree_.blobOf(node->id);
     std::unique_ptr<OpenBlob> open = blob ? blobs_.open(*blob) : nullptr;
     if (!open && node->byteSize != 0) throw ServiceError(404, "No content");
@@ -282,7 +279,7 @@ StorageNode StorageService::writableNode(const Caller& caller, std::string_view 
 
 StorageNode StorageService::targetFolder(const Caller& caller, std::string_view id) {
   StorageNode folder = liveNode(id);
-  if (!isContainer(folder)) throw ServiceError::badRequest("Not a folder");
+  if (!isContainerNode(folder)) throw ServiceError::badRequest("Not a folder");
   if (caller.checkRoles && !roleAllowsChange(folder)) throw ServiceError::forbidden();
   return folder;
 }

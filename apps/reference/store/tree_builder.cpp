@@ -1,5 +1,6 @@
 #include "reference/store/tree_builder.h"
 
+#include "model/node_kinds.h"
 #include "reference/store/file_types.h"
 #include "reference/store/random_id.h"
 #include "reference/store/service_time.h"
@@ -32,13 +33,13 @@ BuiltNamespace TreeBuilder::addNamespace(std::string_view kind, std::string_view
   space.id = randomId("");
   space.kind = kind;
   space.title = title;
-  if (kind == "personal") {
+  if (kind == NamespaceKind::personal) {
     space.userId = identity_.account().userId;
   } else {
     space.organizationId = randomId("org_", 6);
     space.workspaceId = randomId("ws_", 6);
   }
-  StorageNode root = plainNode(space.id, title, "folder");
+  StorageNode root = plainNode(space.id, title, NodeKind::folder);
   root.role = std::string(role);
   root.isPersonal = false;
   root.createdAt = root.updatedAt = formatServiceTime(now_);
@@ -49,19 +50,19 @@ BuiltNamespace TreeBuilder::addNamespace(std::string_view kind, std::string_view
 
 StorageNode TreeBuilder::addFolder(const StorageNode& parent, std::string_view name,
                                    const NodeOptions& options) {
-  StorageNode node = newNode(parent, name, "folder", options);
+  StorageNode node = newNode(parent, name, NodeKind::folder, options);
   node.isPersonal = options.isPersonal;
   return put(node);
 }
 
 StorageNode TreeBuilder::addProject(const StorageNode& parent, std::string_view name,
                                     const NodeOptions& options) {
-  return put(newNode(parent, name, "project", options));
+  return put(newNode(parent, name, NodeKind::project, options));
 }
 
 StorageNode TreeBuilder::addFile(const StorageNode& parent, std::string_view name,
                                  std::string_view content, const NodeOptions& options) {
-  StorageNode node = newNode(parent, name, "file", options);
+  StorageNode node = newNode(parent, name, NodeKind::file, options);
   describeFile(node);
   node.byteSize = 0;
   node.contentHash = std::string(kEmptySHA256);
@@ -77,7 +78,7 @@ StorageNode TreeBuilder::addFile(const StorageNode& parent, std::string_view nam
 
 StorageNode TreeBuilder::addDocument(const StorageNode& parent, std::string_view name,
                                      std::string_view appKind, const NodeOptions& options) {
-  StorageNode node = newNode(parent, name, "file", options);
+  StorageNode node = newNode(parent, name, NodeKind::file, options);
   node.appKind = std::string(appKind);
   node.cloudOnly = true;
   node.fileExtension = fileTypeOf(name).fileExtension;
