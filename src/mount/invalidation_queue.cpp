@@ -11,7 +11,7 @@ InvalidationQueue::~InvalidationQueue() {
 }
 
 void InvalidationQueue::start(fuse_session* session) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   session_ = session;
   stopping_ = false;
   thread_ = std::thread([this] { run(); });
@@ -19,12 +19,12 @@ void InvalidationQueue::start(fuse_session* session) {
 
 void InvalidationQueue::stop() {
   {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     stopping_ = true;
   }
   wake_.notify_all();
   if (thread_.joinable()) thread_.join();
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   session_ = nullptr;
   events_.clear();
 }
@@ -51,7 +51,7 @@ void InvalidationQueue::replaced(replica::ItemKey parent, const std::string& nam
 
 void InvalidationQueue::push(Event event) {
   {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     if (stopping_ || !session_) return;
     events_.push_back(std::move(event));
   }
@@ -59,9 +59,9 @@ void InvalidationQueue::push(Event event) {
 }
 
 void InvalidationQueue::run() {
-  std::unique_lock lock(mutex_);
+  fp::MutexLock lock(mutex_);
   while (true) {
-    wake_.wait(lock, [this] { return stopping_ || !events_.empty(); });
+    lock.wait(wake_, [this]() REQUIRES(mutex_) { return stopping_ || !events_.empty(); });
     if (stopping_) break;
     const auto event = std::move(events_.front());
     events_.pop_front();

@@ -2,13 +2,13 @@
 
 #include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "mount/fuse_api.h"
 #include "mount/kernel_names.h"
 #include "mount/open_files.h"
+#include "platform/thread_annotations.h"
 #include "replica/replica.h"
 
 namespace drive::mount {
@@ -53,11 +53,12 @@ class InvalidationQueue : public replica::ReplicaObserver {
   replica::Replica& replica_;
   KernelNames& names_;
   OpenFiles& files_;
+  fp::Mutex mutex_;
+  // Set only while the thread is not running, which reads it unlocked.
   fuse_session* session_ = nullptr;
-  std::mutex mutex_;
   std::condition_variable wake_;
-  std::deque<Event> events_;
-  bool stopping_ = false;
+  std::deque<Event> events_ GUARDED_BY(mutex_);
+  bool stopping_ GUARDED_BY(mutex_) = false;
   std::thread thread_;
 };
 

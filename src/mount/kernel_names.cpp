@@ -3,27 +3,27 @@
 namespace drive::mount {
 
 void KernelNames::told(replica::ItemKey key, replica::ItemKey parent, const std::string& name) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   auto& entry = entries_[key];
   entry.parent = parent;
   if (entry.name != name) entry.name = name;
 }
 
 std::optional<KernelNames::Entry> KernelNames::entryOf(replica::ItemKey key) const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   const auto found = entries_.find(key);
   if (found == entries_.end()) return std::nullopt;
   return found->second;
 }
 
 void KernelNames::forget(replica::ItemKey key) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   entries_.erase(key);
   aliases_.erase(key);
 }
 
 void KernelNames::alias(replica::ItemKey from, replica::ItemKey to) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   for (auto& [alias, target] : aliases_) {
     if (target == from) target = to;
   }
@@ -31,7 +31,7 @@ void KernelNames::alias(replica::ItemKey from, replica::ItemKey to) {
 }
 
 replica::ItemKey KernelNames::resolve(replica::ItemKey key) const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   const auto found = aliases_.find(key);
   return found == aliases_.end() ? key : found->second;
 }

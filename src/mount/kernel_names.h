@@ -1,10 +1,10 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
 
+#include "platform/thread_annotations.h"
 #include "replica/item_key.h"
 
 namespace drive::mount {
@@ -28,9 +28,9 @@ class KernelNames {
   replica::ItemKey resolve(replica::ItemKey key) const;
 
  private:
-  mutable std::mutex mutex_;
-  std::unordered_map<replica::ItemKey, Entry> entries_;
-  std::unordered_map<replica::ItemKey, replica::ItemKey> aliases_;
+  mutable fp::Mutex mutex_;
+  std::unordered_map<replica::ItemKey, Entry> entries_ GUARDED_BY(mutex_);
+  std::unordered_map<replica::ItemKey, replica::ItemKey> aliases_ GUARDED_BY(mutex_);
 };
 
 }  // namespace drive::mount

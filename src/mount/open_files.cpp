@@ -13,20 +13,20 @@ OpenFiles::~OpenFiles() {
 }
 
 std::uint64_t OpenFiles::add(std::shared_ptr<OpenFile> file) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   const auto handle = next_++;
   files_.emplace(handle, std::move(file));
   return handle;
 }
 
 std::shared_ptr<OpenFile> OpenFiles::find(std::uint64_t handle) const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   const auto found = files_.find(handle);
   return found == files_.end() ? nullptr : found->second;
 }
 
 std::shared_ptr<OpenFile> OpenFiles::release(std::uint64_t handle) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   const auto found = files_.find(handle);
   if (found == files_.end()) return nullptr;
   auto file = found->second;
@@ -35,7 +35,7 @@ std::shared_ptr<OpenFile> OpenFiles::release(std::uint64_t handle) {
 }
 
 std::optional<std::int64_t> OpenFiles::writtenSize(replica::ItemKey key) const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   for (const auto& [handle, file] : files_) {
     struct stat status {};
     if (file->key == key && file->writable && ::fstat(file->fd, &status) == 0) {
@@ -46,7 +46,7 @@ std::optional<std::int64_t> OpenFiles::writtenSize(replica::ItemKey key) const {
 }
 
 std::shared_ptr<OpenFile> OpenFiles::anyOf(replica::ItemKey key) const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   for (const auto& [handle, file] : files_) {
     if (file->key == key) return file;
   }
@@ -54,7 +54,7 @@ std::shared_ptr<OpenFile> OpenFiles::anyOf(replica::ItemKey key) const {
 }
 
 void OpenFiles::rekey(replica::ItemKey from, replica::ItemKey to) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   for (auto& [handle, file] : files_) {
     if (file->key == from) file->key = to;
   }
@@ -64,7 +64,7 @@ void OpenFiles::rekey(replica::ItemKey from, replica::ItemKey to) {
 void OpenFiles::forEach(const std::function<void(OpenFile&)>& visit) {
   std::vector<std::shared_ptr<OpenFile>> files;
   {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     for (const auto& [handle, file] : files_)
       files.push_back(file);
   }
@@ -73,7 +73,7 @@ void OpenFiles::forEach(const std::function<void(OpenFile&)>& visit) {
 }
 
 bool OpenFiles::keepCache(replica::ItemKey key, const fp::Bytes& version) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   const auto [found, inserted] = cachedVersions_.try_emplace(key, version);
   if (inserted) return false;
   const bool same = found->second == version;
@@ -82,7 +82,7 @@ bool OpenFiles::keepCache(replica::ItemKey key, const fp::Bytes& version) {
 }
 
 void OpenFiles::dropCache(replica::ItemKey key) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   cachedVersions_.erase(key);
 }
 

@@ -51,6 +51,10 @@ class SCOPED_CAPABILITY MutexLock {
   void wait(std::condition_variable& condition, Predicate ready) {
     condition.wait(lock_, ready);
   }
+  template <typename Deadline>
+  std::cv_status waitUntil(std::condition_variable& condition, const Deadline& deadline) {
+    return condition.wait_until(lock_, deadline);
+  }
   template <typename Deadline, typename Predicate>
   bool waitUntil(std::condition_variable& condition, const Deadline& deadline, Predicate ready) {
     return condition.wait_until(lock_, deadline, ready);

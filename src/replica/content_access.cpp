@@ -44,7 +44,7 @@ std::filesystem::path SyncEngine::contents(ItemKey key) {
   std::promise<std::filesystem::path> promise;
   bool mine = false;
   {
-    std::lock_guard lock(fetchMutex_);
+    fp::MutexLock lock(fetchMutex_);
     auto running = fetches_.find(key);
     if (running == fetches_.end()) {
       running = fetches_.emplace(key, promise.get_future().share()).first;
@@ -58,7 +58,7 @@ std::filesystem::path SyncEngine::contents(ItemKey key) {
     } catch (...) {
       promise.set_exception(std::current_exception());
     }
-    std::lock_guard lock(fetchMutex_);
+    fp::MutexLock lock(fetchMutex_);
     fetches_.erase(key);
   }
   return shared.get();

@@ -46,7 +46,7 @@ void SyncEngine::ensureListed(ItemKey folder) {
 }
 
 void SyncEngine::listFolder(ItemKey folder, std::vector<RemoteEvent>* events) {
-  std::lock_guard listing(listMutex_);
+  fp::MutexLock listing(listMutex_);
   if (!events) {
     Lock lock(mutex_);
     if (store_.isListed(folder)) return;  // someone else listed it while we waited
@@ -104,7 +104,8 @@ bool SyncEngine::holdsLocalWork(const ItemInfo& info) {
   if (info.isLocal()) return true;
   const auto children = store_.children(info.key);
   return std::any_of(children.begin(), children.end(),
-                     [this](const ItemInfo& child) { return holdsLocalWork(child); });
+                     [this](const ItemInfo& child)
+                         REQUIRES(mutex_) { return holdsLocalWork(child); });
 }
 
 void SyncEngine::applyRemoteRemoval(ItemKey key, std::vector<RemoteEvent>& events) {

@@ -32,7 +32,7 @@ void SyncEngine::start() {
   ensureListed(kRootKey);
   if (worker_.joinable()) return;
   {
-    std::lock_guard lock(wakeMutex_);
+    fp::MutexLock lock(wakeMutex_);
     stopping_ = false;
     pollWanted_ = false;
   }
@@ -54,7 +54,7 @@ void SyncEngine::stop() {
   watcher_.reset();
   requests_.reset();
   {
-    std::lock_guard lock(wakeMutex_);
+    fp::MutexLock lock(wakeMutex_);
     stopping_ = true;
   }
   wake_.notify_all();
@@ -64,7 +64,7 @@ void SyncEngine::stop() {
 
 void SyncEngine::wake() {
   {
-    std::lock_guard lock(wakeMutex_);
+    fp::MutexLock lock(wakeMutex_);
     changeWanted_ = true;
   }
   wake_.notify_all();
@@ -72,7 +72,7 @@ void SyncEngine::wake() {
 
 void SyncEngine::syncNow() {
   {
-    std::lock_guard lock(wakeMutex_);
+    fp::MutexLock lock(wakeMutex_);
     pollWanted_ = true;
     changeWanted_ = true;
   }
@@ -86,7 +86,7 @@ void SyncEngine::workerLoop() {
   for (;;) {
     bool poll = false;
     {
-      std::unique_lock lock(wakeMutex_);
+      fp::MutexLock lock(wakeMutex_);
       if (stopping_) return;
       poll = pollWanted_ || std::chrono::steady_clock::now() >= nextPoll;
       pollWanted_ = false;
@@ -100,10 +100,12 @@ void SyncEngine::workerLoop() {
       replicaLog().error(std::string("Sync cycle failed: ") + error.what());
     }
     idle_.notify_all();
-    std::unique_lock lock(wakeMutex_);
+    fp::MutexLock lock(wakeMutex_);
     const auto due = std::min(nextPoll, std::chrono::steady_clock::now() +
                                             std::chrono::milliseconds(options_.firstRetry));
-    wake_.wait_until(lock, due, [this] { return stopping_ || pollWanted_ || changeWanted_; });
+    lock.waitUntil(wake_, due, [this]() REQUIRES(wakeMutex_) {
+      return stopping_ || pollWanted_ || changeWanted_;
+    });
   }
 }
 
@@ -115,7 +117,7 @@ bool SyncEngine::runCycle(bool poll) {
   bool sent = false;
   while (sendNextChange()) {
     sent = true;
-    std::lock_guard lock(wakeMutex_);
+    fp::MutexLock lock(wakeMutex_);
     if (stopping_) return false;
   }
   // What our own changes did on the service comes back through the working set.
@@ -131,9 +133,9 @@ bool SyncEngine::waitUntilIdle(std::chrono::milliseconds timeout) {
       if (store_.queueLength() == 0) return true;
     }
     wake();
-    std::unique_lock lock(wakeMutex_);
-    if (idle_.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() +
-                                                      std::chrono::milliseconds(50))) ==
+    fp::MutexLock lock(wakeMutex_);
+    if (lock.waitUntil(idle_, std::min(deadline, std::chrono::steady_clock::now() +
+                                                     std::chrono::milliseconds(50))) ==
             std::cv_status::timeout &&
         std::chrono::steady_clock::now() >= deadline) {
       Lock database(mutex_);
@@ -224,12 +226,12 @@ StoreUsage SyncEngine::usage() {
 }
 
 void SyncEngine::addObserver(std::shared_ptr<ReplicaObserver> observer) {
-  std::lock_guard lock(observersMutex_);
+  fp::MutexLock lock(observersMutex_);
   observers_.push_back(std::move(observer));
 }
 
 void SyncEngine::removeObserver(const std::shared_ptr<ReplicaObserver>& observer) {
-  std::lock_guard lock(observersMutex_);
+  fp::MutexLock lock(observersMutex_);
   std::erase(observers_, observer);
 }
 
@@ -237,7 +239,7 @@ void SyncEngine::notify(const std::vector<RemoteEvent>& events) {
   if (events.empty()) return;
   std::vector<std::shared_ptr<ReplicaObserver>> observers;
   {
-    std::lock_guard lock(observersMutex_);
+    fp::MutexLock lock(observersMutex_);
     observers = observers_;
   }
   for (const auto& observer : observers) {

@@ -36,7 +36,7 @@ TransferProgress::TransferProgress(int fd, std::string verb, std::string name, s
 TransferProgress::~TransferProgress() {
   if (!ticker_.joinable()) return;
   {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     finished_ = true;
   }
   done_.notify_all();
@@ -49,14 +49,15 @@ TransferProgress::~TransferProgress() {
 }
 
 void TransferProgress::tick() {
-  std::unique_lock lock(mutex_);
-  if (done_.wait_for(lock, kQuiet, [this] { return finished_; })) return;
+  fp::MutexLock lock(mutex_);
+  const auto finished = [this]() REQUIRES(mutex_) { return finished_; };
+  if (lock.waitFor(done_, kQuiet, finished)) return;
   do {
     shown_ = true;
     const double seconds = secondsSince(start_);
     write("\r\033[K" + verb_ + " " + name_ + ": " + byteText(static_cast<double>(bytes_)) + ", " +
           std::to_string(static_cast<int>(seconds)) + " s");
-  } while (!done_.wait_for(lock, kEvery, [this] { return finished_; }));
+  } while (!lock.waitFor(done_, kEvery, finished));
 }
 
 void TransferProgress::write(const std::string& line) const {

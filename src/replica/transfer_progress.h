@@ -3,9 +3,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
+
+#include "platform/thread_annotations.h"
 
 namespace drive::replica {
 
@@ -28,10 +29,10 @@ class TransferProgress {
   std::string name_;
   std::int64_t bytes_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-  std::mutex mutex_;
+  fp::Mutex mutex_;
   std::condition_variable done_;
-  bool finished_ = false;
-  bool shown_ = false;
+  bool finished_ GUARDED_BY(mutex_) = false;
+  bool shown_ GUARDED_BY(mutex_) = false;
   std::thread ticker_;
 };
 

@@ -3,12 +3,12 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/atomic_file.h"
+#include "platform/thread_annotations.h"
 #include "replica/replica.h"
 #include "support/service_fixture.h"
 
@@ -21,17 +21,17 @@ class RecordingObserver : public ReplicaObserver {
   void itemChanged(ItemKey, ItemKey, ItemKey key, bool) override { note("changed", key); }
   void itemRemoved(ItemKey, ItemKey key) override { note("removed", key); }
   std::vector<std::string> heard() const {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     return heard_;
   }
 
  private:
   void note(const std::string& what, ItemKey key) {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     heard_.push_back(what + " " + std::to_string(key));
   }
-  mutable std::mutex mutex_;
-  std::vector<std::string> heard_;
+  mutable fp::Mutex mutex_;
+  std::vector<std::string> heard_ GUARDED_BY(mutex_);
 };
 
 // A replica of the demo drive, in this test's own state and cache directories.

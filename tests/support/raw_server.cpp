@@ -23,7 +23,7 @@ RawServer::RawServer(Serve serve) : serve_(std::move(serve)) {
 
 RawServer::~RawServer() {
   {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     stopping_ = true;
     for (const int fd : connections_)
       ::shutdown(fd, SHUT_RDWR);
@@ -41,7 +41,7 @@ RawServer::~RawServer() {
 void RawServer::acceptLoop() {
   for (;;) {
     const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     if (fd < 0 || stopping_) {
       if (fd >= 0) ::close(fd);
       return;
@@ -73,14 +73,14 @@ void RawServer::send(int fd, const std::string& bytes) {
 void RawServer::reset(int fd) {
   const linger abort{1, 0};
   ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   std::erase(connections_, fd);
   ::close(fd);
 }
 
 void RawServer::pause(std::chrono::milliseconds duration) {
-  std::unique_lock lock(mutex_);
-  stopped_.wait_for(lock, duration, [this] { return stopping_; });
+  fp::MutexLock lock(mutex_);
+  lock.waitFor(stopped_, duration, [this]() REQUIRES(mutex_) { return stopping_; });
 }
 
 }  // namespace drive::test_support

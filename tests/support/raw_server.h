@@ -3,10 +3,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "platform/thread_annotations.h"
 
 namespace drive::test_support {
 
@@ -37,11 +38,11 @@ class RawServer {
   Serve serve_;
   int listener_ = -1;
   int port_ = 0;
-  std::mutex mutex_;
+  fp::Mutex mutex_;
   std::condition_variable stopped_;
-  bool stopping_ = false;
-  std::vector<int> connections_;
-  std::vector<std::thread> threads_;
+  bool stopping_ GUARDED_BY(mutex_) = false;
+  std::vector<int> connections_ GUARDED_BY(mutex_);
+  std::vector<std::thread> threads_ GUARDED_BY(mutex_);
   std::thread acceptor_;
 };
 

@@ -10,23 +10,23 @@ namespace drive::test_support {
 FakeClock::FakeClock(std::chrono::system_clock::time_point start) : now_(start) {}
 
 std::chrono::system_clock::time_point FakeClock::now() const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   return now_;
 }
 
 void FakeClock::sleepFor(std::chrono::nanoseconds duration) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   sleeps_.push_back(duration);
   now_ += std::chrono::duration_cast<std::chrono::system_clock::duration>(duration);
 }
 
 void FakeClock::advance(std::chrono::nanoseconds duration) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   now_ += std::chrono::duration_cast<std::chrono::system_clock::duration>(duration);
 }
 
 std::vector<std::chrono::nanoseconds> FakeClock::sleeps() const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   return sleeps_;
 }
 

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <mutex>
 #include <vector>
 
 #include "platform/environment.h"
+#include "platform/thread_annotations.h"
 
 namespace drive::test_support {
 
@@ -20,9 +20,9 @@ class FakeClock : public fp::Clock {
   std::vector<std::chrono::nanoseconds> sleeps() const;
 
  private:
-  mutable std::mutex mutex_;
-  std::chrono::system_clock::time_point now_;
-  std::vector<std::chrono::nanoseconds> sleeps_;
+  mutable fp::Mutex mutex_;
+  std::chrono::system_clock::time_point now_ GUARDED_BY(mutex_);
+  std::vector<std::chrono::nanoseconds> sleeps_ GUARDED_BY(mutex_);
 };
 
 // A fresh environment per test: its own temporary home, configuration directory and

@@ -43,12 +43,12 @@ void Companion::stop() {
 }
 
 std::vector<nlohmann::json> Companion::finderActions() const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   return finderActions_;
 }
 
 void Companion::clearFinderActions() {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   finderActions_.clear();
 }
 
@@ -74,7 +74,7 @@ void Companion::addRoutes() {
     if (!command.contains("action") || !command["action"].is_string()) {
       throw ServiceError::badRequest("\"action\" must be a string");
     }
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     finderActions_.push_back(std::move(command));
     exchange.sendJSON(200, nlohmann::ordered_json::object());
   });

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <filesystem>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "platform/thread_annotations.h"
 #include "reference/companion/companion_signals.h"
 #include "reference/http/http_exchange.h"
 #include "reference/http/loopback_server.h"
@@ -40,8 +40,8 @@ class Companion {
   CompanionSignals signals_;
   LoopbackServer server_;
   RouteTable routes_;
-  mutable std::mutex mutex_;
-  std::vector<nlohmann::json> finderActions_;
+  mutable fp::Mutex mutex_;
+  std::vector<nlohmann::json> finderActions_ GUARDED_BY(mutex_);
 };
 
 }  // namespace drive::reference

@@ -70,7 +70,7 @@ CompanionSignals::CompanionSignals(std::filesystem::path container)
 
 void CompanionSignals::noteRemoteChange(const Strings& pending, const Strings& updates,
                                         const Strings& deletes) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   const auto refresh = readObject(container_ / kRemoteRefresh);
   auto pendingList = member(refresh, "pending", Strings());
   append(pendingList, pending);
@@ -96,7 +96,7 @@ void CompanionSignals::noteRemoteChange(const Strings& pending, const Strings& u
 }
 
 void CompanionSignals::writePolicyRefresh(const Strings& identifiers) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   (void)fp::writeJSONFile(container_ / kPolicyRefresh, identifiers);  // best effort, as above
 }
 

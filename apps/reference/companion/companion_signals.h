@@ -2,10 +2,11 @@
 
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include "platform/thread_annotations.h"
 
 namespace drive::reference {
 
@@ -39,7 +40,7 @@ class CompanionSignals {
 
  private:
   std::filesystem::path container_;
-  std::mutex mutex_;
+  fp::Mutex mutex_;  // guards the read-change-write of the signal files, no member
 };
 
 }  // namespace drive::reference

@@ -32,13 +32,13 @@ Fault Fault::dropped() {
 
 void FaultInjector::add(std::string pathPattern, Fault fault, int times, std::string method) {
   if (times <= 0) return;
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   rules_.push_back({std::move(pathPattern), std::move(method), std::move(fault), times});
 }
 
 std::optional<Fault> FaultInjector::take(std::string_view method, std::string_view path) {
   const std::string pathText(path);
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   for (auto rule = rules_.begin(); rule != rules_.end(); ++rule) {
     if (!rule->method.empty() && rule->method != method) continue;
     if (::fnmatch(rule->pathPattern.c_str(), pathText.c_str(), 0) != 0) continue;
@@ -50,12 +50,12 @@ std::optional<Fault> FaultInjector::take(std::string_view method, std::string_vi
 }
 
 void FaultInjector::clear() {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   rules_.clear();
 }
 
 int FaultInjector::pending() const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   int total = 0;
   for (const auto& rule : rules_)
     total += rule.remaining;
@@ -63,13 +63,13 @@ int FaultInjector::pending() const {
 }
 
 void FaultInjector::sleep(std::chrono::milliseconds duration) {
-  std::unique_lock lock(mutex_);
-  wake_.wait_for(lock, duration, [this] { return shutDown_; });
+  fp::MutexLock lock(mutex_);
+  lock.waitFor(wake_, duration, [this]() REQUIRES(mutex_) { return shutDown_; });
 }
 
 void FaultInjector::shutdown() {
   {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     shutDown_ = true;
   }
   wake_.notify_all();

@@ -3,11 +3,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/thread_annotations.h"
 
 namespace drive::reference {
 
@@ -57,10 +58,10 @@ class FaultInjector {
     int remaining;
   };
 
-  mutable std::mutex mutex_;
+  mutable fp::Mutex mutex_;
   std::condition_variable wake_;
-  std::vector<Rule> rules_;
-  bool shutDown_ = false;
+  std::vector<Rule> rules_ GUARDED_BY(mutex_);
+  bool shutDown_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace drive::reference

@@ -68,12 +68,12 @@ LoopbackServer::LoopbackServer() {
   set_write_timeout(kWriteTimeout);
   // A request is under way from routing until its answer is written (when the log is called).
   set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     busyPorts_.insert(request.remote_port);
     return HandlerResponse::Unhandled;
   });
   set_logger([this](const httplib::Request& request, const httplib::Response&) {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     if (const auto port = busyPorts_.find(request.remote_port); port != busyPorts_.end()) {
       busyPorts_.erase(port);
     }
@@ -112,7 +112,7 @@ void LoopbackServer::stopServing() {
   // Idle keep-alive connections would hold their threads until they time out; ending their
   // reading side closes them at once. Busy ones close after their answer.
   for (const auto& connection : connectionsTo(port_)) {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     if (!busyPorts_.contains(connection.remotePort)) ::shutdown(connection.fd, SHUT_RD);
   }
   thread_.join();

@@ -3,9 +3,10 @@
 #include <httplib.h>
 
 #include <atomic>
-#include <mutex>
 #include <set>
 #include <thread>
+
+#include "platform/thread_annotations.h"
 
 namespace drive::reference {
 
@@ -25,9 +26,9 @@ class LoopbackServer : public httplib::Server {
  private:
   std::thread thread_;
   int port_ = -1;
-  std::mutex mutex_;
+  fp::Mutex mutex_;
   // Remote ports of the connections whose request is being answered.
-  std::multiset<int> busyPorts_;
+  std::multiset<int> busyPorts_ GUARDED_BY(mutex_);
   std::atomic<bool> listening_ = false;
 };
 

@@ -14,17 +14,17 @@ std::optional<std::string> RecordedRequest::header(std::string_view name) const 
 }
 
 void RequestLog::append(RecordedRequest request) {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   requests_.push_back(std::move(request));
 }
 
 std::vector<RecordedRequest> RequestLog::all() const {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   return requests_;
 }
 
 void RequestLog::clear() {
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   requests_.clear();
 }
 

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "platform/thread_annotations.h"
 
 namespace drive::reference {
 
@@ -35,8 +36,8 @@ class RequestLog {
   void clear();
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<RecordedRequest> requests_;
+  mutable fp::Mutex mutex_;
+  std::vector<RecordedRequest> requests_ GUARDED_BY(mutex_);
 };
 
 }  // namespace drive::reference

@@ -53,7 +53,7 @@ StorageService::StorageService(Database& database, BlobStore& blobs,
       tokenLifetime_(tokenLifetime) {}
 
 void StorageService::setChangeListener(std::function<void(const TreeChange&)> listener) {
-  std::lock_guard lock(listenerMutex_);
+  fp::MutexLock lock(listenerMutex_);
   listener_ = std::move(listener);
 }
 
@@ -63,13 +63,13 @@ auto StorageService::exclusive(Work&& work) {
     StorageService& service;
     ~Announcer() { service.announce(); }
   } announcer{*this};
-  std::lock_guard lock(mutex_);
+  fp::MutexLock lock(mutex_);
   return work();
 }
 
 Caller StorageService::authenticate(std::string_view authorization) {
   const std::string token = bearerToken(authorization);
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     const auto record = validToken(token);
     return Caller{record.app == kDriveApp ? ChangeOrigin::provider : ChangeOrigin::otherClient};
   });
@@ -77,7 +77,7 @@ Caller StorageService::authenticate(std::string_view authorization) {
 
 IssuedAppToken StorageService::refresh(std::string_view authorization) {
   const std::string token = bearerToken(authorization);
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     const auto old = validToken(token);
     Transaction transaction(database_);
     identity_.retire(token);
@@ -89,7 +89,7 @@ IssuedAppToken StorageService::refresh(std::string_view authorization) {
 
 DriveSession StorageService::issueSession(std::string_view app,
                                           std::chrono::system_clock::time_point expiresAt) {
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     const auto issued =
         identity_.issue(app, expiresAt, formatServiceTime(clock_->now() + kPairingLifetime));
     return DriveSession{issued.token, issued.id, identity_.account().email, issued.expiresAt,
@@ -99,15 +99,17 @@ DriveSession StorageService::issueSession(std::string_view app,
 
 bool StorageService::setTokenExpiry(std::string_view token,
                                     std::chrono::system_clock::time_point expiresAt) {
-  return exclusive([&] { return identity_.setExpiry(token, expiresAt); });
+  return exclusive([&]() REQUIRES(mutex_) { return identity_.setExpiry(token, expiresAt); });
 }
 
 DriveListing StorageService::listing() {
-  return exclusive([&] { return DriveListing{tree_.namespaces(), tree_.roots()}; });
+  return exclusive([&]() REQUIRES(mutex_) {
+    return DriveListing{tree_.namespaces(), tree_.roots()};
+  });
 }
 
 StorageNode StorageService::node(std::string_view id) {
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     auto found = tree_.node(id);
     if (!found) throw ServiceError::notFound();
     return *found;
@@ -115,7 +117,7 @@ StorageNode StorageService::node(std::string_view id) {
 }
 
 NodeChildren StorageService::children(std::string_view id) {
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     auto parent = tree_.node(id);
     if (!parent) throw ServiceError::notFound();
     if (!isContainerNode(*parent)) throw ServiceError::badRequest("Not a folder");
@@ -129,7 +131,7 @@ StorageNode StorageService::create(const Caller& caller, std::string_view parent
     throw ServiceError::badRequest("Unknown kind");
   }
   checkName(name);
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     const StorageNode parent = targetFolder(caller, parentId);
     checkFreeName(parentId, name, "");
     TreeBuilder builder(tree_, identity_, blobs_, clock_->now());
@@ -146,7 +148,7 @@ StorageNode StorageService::create(const Caller& caller, std::string_view parent
 StorageNode StorageService::rename(const Caller& caller, std::string_view id,
                                    std::string_view name) {
   checkName(name);
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     StorageNode node = writableNode(caller, id);
     if (node.name == name) return node;
     checkFreeName(node.parentId.value_or(""), name, node.id);
@@ -161,7 +163,7 @@ StorageNode StorageService::rename(const Caller& caller, std::string_view id,
 
 StorageNode StorageService::move(const Caller& caller, std::string_view id,
                                  std::string_view parentId) {
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     StorageNode node = writableNode(caller, id);
     const StorageNode parent = targetFolder(caller, parentId);
     if (isInside(parent, node.id)) {
@@ -184,7 +186,7 @@ StorageNode StorageService::move(const Caller& caller, std::string_view id,
 }
 
 void StorageService::trash(const Caller& caller, std::string_view id) {
-  exclusive([&] {
+  exclusive([&]() REQUIRES(mutex_) {
     auto node = tree_.node(id);
     if (!node) throw ServiceError::notFound();
     if (node->trashedAt) return;  // deleting twice is no error
@@ -199,14 +201,14 @@ void StorageService::trash(const Caller& caller, std::string_view id) {
 }
 
 void StorageService::checkUpload(const Caller& caller, std::string_view id) {
-  exclusive([&] {
+  exclusive([&]() REQUIRES(mutex_) {
     if (isContainerNode(writableNode(caller, id))) throw ServiceError::badRequest("Not a file");
   });
 }
 
 StorageNode StorageService::commitUpload(const Caller& caller, std::string_view id,
                                          const StoredBlob& blob) {
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     StorageNode node;
     try {
       node = writableNode(caller, id);
@@ -230,7 +232,7 @@ StorageNode StorageService::commitUpload(const Caller& caller, std::string_view 
 }
 
 std::pair<StorageNode, std::unique_ptr<OpenBlob>> StorageService::content(std::string_view id) {
-  return exclusive([&] {
+  return exclusive([&]() REQUIRES(mutex_) {
     auto node = tree_.node(id);
     if (!node) throw ServiceError::notFound();
     if (isContainerNode(*node)) throw ServiceError::badRequest("Not a file");
@@ -242,7 +244,7 @@ std::pair<StorageNode, std::unique_ptr<OpenBlob>> StorageService::content(std::s
 }
 
 void StorageService::edit(const std::function<void(TreeStore&, IdentityStore&)>& work) {
-  exclusive([&] {
+  exclusive([&]() REQUIRES(mutex_) {
     Transaction transaction(database_);
     work(tree_, identity_);
     transaction.commit();
@@ -304,10 +306,10 @@ void StorageService::record(const Caller& caller, TreeChange change) {
 
 // Listeners run outside the store's lock, one change at a time and in order.
 void StorageService::announce() {
-  std::lock_guard listenerLock(listenerMutex_);
+  fp::MutexLock listenerLock(listenerMutex_);
   std::vector<TreeChange> changes;
   {
-    std::lock_guard lock(mutex_);
+    fp::MutexLock lock(mutex_);
     changes.swap(unannounced_);
   }
   if (!listener_) return;

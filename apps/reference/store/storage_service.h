@@ -3,12 +3,12 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "model/wire_models.h"
 #include "platform/environment.h"
+#include "platform/thread_annotations.h"
 #include "reference/store/blob_store.h"
 #include "reference/store/identity_store.h"
 #include "reference/store/tree_change.h"
@@ -67,27 +67,28 @@ class StorageService {
   // Runs `work` under the store's lock, then tells the listener what it changed.
   template <typename Work>
   auto exclusive(Work&& work);
-  TokenRecord validToken(const std::string& token);
-  StorageNode liveNode(std::string_view id);
-  bool isInside(const StorageNode& folder, std::string_view ancestorId);
-  StorageNode writableNode(const Caller& caller, std::string_view id);
-  StorageNode targetFolder(const Caller& caller, std::string_view id);
-  void checkFreeName(std::string_view parentId, std::string_view name, std::string_view exceptId);
-  ContainerRef containerOf(const std::optional<std::string>& nodeId);
-  void record(const Caller& caller, TreeChange change);
-  void announce();
+  TokenRecord validToken(const std::string& token) REQUIRES(mutex_);
+  StorageNode liveNode(std::string_view id) REQUIRES(mutex_);
+  bool isInside(const StorageNode& folder, std::string_view ancestorId) REQUIRES(mutex_);
+  StorageNode writableNode(const Caller& caller, std::string_view id) REQUIRES(mutex_);
+  StorageNode targetFolder(const Caller& caller, std::string_view id) REQUIRES(mutex_);
+  void checkFreeName(std::string_view parentId, std::string_view name, std::string_view exceptId)
+      REQUIRES(mutex_);
+  ContainerRef containerOf(const std::optional<std::string>& nodeId) REQUIRES(mutex_);
+  void record(const Caller& caller, TreeChange change) REQUIRES(mutex_);
+  void announce() EXCLUDES(mutex_);
   std::string timestamp() const;
 
+  fp::Mutex mutex_;
   Database& database_;
-  TreeStore tree_;
-  IdentityStore identity_;
+  TreeStore tree_ GUARDED_BY(mutex_);
+  IdentityStore identity_ GUARDED_BY(mutex_);
   BlobStore& blobs_;
   std::shared_ptr<fp::Clock> clock_;
   std::chrono::seconds tokenLifetime_;
-  std::mutex mutex_;
-  std::mutex listenerMutex_;
-  std::function<void(const TreeChange&)> listener_;
-  std::vector<TreeChange> unannounced_;
+  fp::Mutex listenerMutex_;
+  std::function<void(const TreeChange&)> listener_ GUARDED_BY(listenerMutex_);
+  std::vector<TreeChange> unannounced_ GUARDED_BY(mutex_);
 };
 
 }  // namespace drive::reference
