@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "mount/entry_names.h"
 #include "mount/item_xattrs.h"
 #include "mount/mount_log.h"
 
@@ -43,6 +44,13 @@ void answerErrno(fuse_req_t request, int error) {
   fuse_reply_err(request, error);
 }
 
+// A name no entry can have is answered before anything is looked up.
+template <class Body>
+void handleNamed(fuse_req_t request, const char* what, const char* name, bool newEntry, Body body) {
+  if (const int error = nameError(name, newEntry)) return answerErrno(request, error);
+  handle(request, what, body);
+}
+
 // A directory listing as it was at opendir, so that offsets stay meaningful; only what the
 // kernel is given, so that a folder of 100,000 entries costs megabytes, not a hundred.
 struct DirectorySnapshot {
@@ -64,7 +72,8 @@ fuse_lowlevel_ops makeOperations() {
     conn->max_readahead = 1 << 20;
   };
   ops.lookup = [](fuse_req_t r, fuse_ino_t parent, const char* name) {
-    handle(r, "lookup", [&](auto& fs, auto& reply) { fs.lookup(reply, parent, name); });
+    handleNamed(r, "lookup", name, false,
+                [&](auto& fs, auto& reply) { fs.lookup(reply, parent, name); });
   };
   ops.getattr = [](fuse_req_t r, fuse_ino_t ino, fuse_file_info* fi) {
     handle(r, "getattr", [&](auto& fs, auto& reply) { fs.getattr(reply, ino, fi); });
@@ -93,7 +102,8 @@ fuse_lowlevel_ops makeOperations() {
     handle(r, "open", [&](auto& fs, auto& reply) { fs.open(reply, ino, fi); });
   };
   ops.create = [](fuse_req_t r, fuse_ino_t parent, const char* name, mode_t, fuse_file_info* fi) {
-    handle(r, "create", [&](auto& fs, auto& reply) { fs.create(reply, parent, name, fi); });
+    handleNamed(r, "create", name, true,
+                [&](auto& fs, auto& reply) { fs.create(reply, parent, name, fi); });
   };
   ops.read = [](fuse_req_t r, fuse_ino_t, size_t size, off_t off, fuse_file_info* fi) {
     handle(r, "read", [&](auto& fs, auto& reply) { fs.read(reply, size, off, fi); });
@@ -112,17 +122,21 @@ fuse_lowlevel_ops makeOperations() {
     handle(r, "release", [&](auto& fs, auto& reply) { fs.release(reply, fi); });
   };
   ops.mkdir = [](fuse_req_t r, fuse_ino_t parent, const char* name, mode_t) {
-    handle(r, "mkdir", [&](auto& fs, auto& reply) { fs.mkdir(reply, parent, name); });
+    handleNamed(r, "mkdir", name, true,
+                [&](auto& fs, auto& reply) { fs.mkdir(reply, parent, name); });
   };
   ops.unlink = [](fuse_req_t r, fuse_ino_t parent, const char* name) {
-    handle(r, "unlink", [&](auto& fs, auto& reply) { fs.unlink(reply, parent, name, false); });
+    handleNamed(r, "unlink", name, false,
+                [&](auto& fs, auto& reply) { fs.unlink(reply, parent, name, false); });
   };
   ops.rmdir = [](fuse_req_t r, fuse_ino_t parent, const char* name) {
-    handle(r, "rmdir", [&](auto& fs, auto& reply) { fs.unlink(reply, parent, name, true); });
+    handleNamed(r, "rmdir", name, false,
+                [&](auto& fs, auto& reply) { fs.unlink(reply, parent, name, true); });
   };
   ops.rename = [](fuse_req_t r, fuse_ino_t parent, const char* name, fuse_ino_t newParent,
                   const char* newName, unsigned int flags) {
-    handle(r, "rename", [&](auto& fs, auto& reply) {
+    if (const int error = nameError(name, false)) return answerErrno(r, error);
+    handleNamed(r, "rename", newName, true, [&](auto& fs, auto& reply) {
       fs.rename(reply, parent, name, newParent, newName, flags);
     });
   };

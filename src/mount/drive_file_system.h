@@ -74,6 +74,8 @@ class DriveFileSystem {
   void markWritten(OpenFile& file);
   void handOver(OpenFile& file);
   void truncate(const replica::ItemInfo& info, off_t size, fuse_file_info* fi);
+  void setattrUnlinked(FuseReply& reply, fuse_ino_t ino, const struct stat& wanted, int toSet,
+                       fuse_file_info* fi);
   void openHandle(fuse_file_info* fi, const replica::ItemInfo& info, int flags);
   void renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target);
 

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -61,7 +62,10 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
 void DriveFileSystem::open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
   const auto info = existing(ino);
   checkOpenable(info);
-  if ((fi->flags & O_ACCMODE) != O_RDONLY) checkWritable(info);
+  const bool readOnly = (fi->flags & O_ACCMODE) == O_RDONLY;
+  if (!readOnly || (fi->flags & O_TRUNC)) checkWritable(info);
+  // Linux empties a file opened read-only with O_TRUNC as well.
+  if (readOnly && (fi->flags & O_TRUNC) && info.size != 0) truncate(info, 0, nullptr);
   openHandle(fi, info, fi->flags);
   reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
 }
@@ -145,28 +149,57 @@ void DriveFileSystem::truncate(const replica::ItemInfo& info, off_t size, fuse_f
     return;
   }
   const auto path = replica_.writableCopy(info.key);
-  if (::truncate(path.c_str(), size) != 0) throw std::system_error(errno, std::generic_category());
+  replica_.beginWriting(info.key);
+  const int result = ::truncate(path.c_str(), size);
+  const int error = errno;
+  replica_.endWriting(info.key);
+  if (result != 0) throw std::system_error(error, std::generic_category());
   replica_.contentsChanged(info.key);
+}
+
+// A file removed while open stays usable through its handles until the last one closes; its
+// dates go with it.
+void DriveFileSystem::setattrUnlinked(FuseReply& reply, fuse_ino_t ino, const struct stat& wanted,
+                                      int toSet, fuse_file_info* fi) {
+  auto open = fi ? files_.find(fi->fh) : nullptr;
+  if (!open) open = files_.anyOf(names_.resolve(ino));
+  if (!open) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  if ((toSet & FUSE_SET_ATTR_SIZE) && ::ftruncate(open->fd, wanted.st_size) != 0) {
+    return reply.error(errno);
+  }
+  auto result = attributes(open->info);
+  struct stat actual {};
+  if (::fstat(open->fd, &actual) == 0) {
+    result.st_size = actual.st_size;
+    result.st_blocks = actual.st_blocks;
+  }
+  result.st_nlink = 0;
+  reply([&](fuse_req_t r) { return fuse_reply_attr(r, &result, kCacheTimeout); });
 }
 
 void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct stat& wanted,
                               int toSet, fuse_file_info* fi) {
-  auto info = existing(ino);
   if ((toSet & FUSE_SET_ATTR_UID && wanted.st_uid != owner_.uid) ||
       (toSet & FUSE_SET_ATTR_GID && wanted.st_gid != owner_.gid)) {
     return reply.error(EPERM);
   }
+  const auto found = replica_.item(names_.resolve(ino));
+  if (!found) return setattrUnlinked(reply, ino, wanted, toSet, fi);
+  auto info = *found;
   if (toSet & FUSE_SET_ATTR_SIZE) {
     checkOpenable(info);
     truncate(info, wanted.st_size, fi);
     info = existing(ino);
   }
   if (toSet & (FUSE_SET_ATTR_MTIME | FUSE_SET_ATTR_MTIME_NOW)) {
-    const auto when = toSet & FUSE_SET_ATTR_MTIME_NOW
-                          ? std::chrono::system_clock::now().time_since_epoch()
-                          : std::chrono::seconds(wanted.st_mtim.tv_sec) +
-                                std::chrono::nanoseconds(wanted.st_mtim.tv_nsec);
-    replica_.setModified(info.key, std::chrono::duration<double>(when).count());
+    // In seconds as a double, so that dates far from now cannot overflow.
+    const auto when =
+        toSet & FUSE_SET_ATTR_MTIME_NOW
+            ? std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+                  .count()
+            : static_cast<double>(wanted.st_mtim.tv_sec) +
+                  static_cast<double>(wanted.st_mtim.tv_nsec) / 1e9;
+    replica_.setModified(info.key, when);
     info = existing(ino);
   }
   // Modes stay the drive's own, as on file systems without them.

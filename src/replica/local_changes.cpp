@@ -165,7 +165,12 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
 
 void SyncEngine::beginWriting(ItemKey key) {
   Lock lock(mutex_);
-  ++writers_[key];
+  if (++writers_[key] == 1) {
+    // Written now: a date a program set before no longer holds.
+    store_.setLocalModified(
+        key,
+        std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
+  }
 }
 
 void SyncEngine::endWriting(ItemKey key) {

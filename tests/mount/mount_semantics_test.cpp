@@ -103,9 +103,39 @@ TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
             "# Notes\n\n- call the printer\n- book the venue\n");
 }
 
+TEST_F(MountSemantics, NamesAndDatesFollowLinux) {
+  const auto documents = drive("Alex Morgan/Documents");
+  const std::string longest(255, 'n');
+  EXPECT_EQ(failure(::mkdir(at(documents / longest).c_str(), 0755)), 0);
+  EXPECT_EQ(failure(::mkdir(at(documents / (longest + "n")).c_str(), 0755)), ENAMETOOLONG);
+  EXPECT_EQ(failure(::open(at(documents / (longest + "n")).c_str(), O_CREAT | O_WRONLY, 0644)),
+            ENAMETOOLONG);
+  EXPECT_EQ(failure(::open(at(documents / "bad\xff").c_str(), O_CREAT | O_WRONLY, 0644)), EILSEQ);
+  EXPECT_EQ(failure(::rename(at(documents / "Notes.md").c_str(), at(documents / "\xfe").c_str())),
+            EILSEQ);
+
+  // Far dates come back as set; a write afterwards dates the file anew, as on any disk.
+  const auto notes = documents / "Notes.md";
+  const timespec far[2] = {{0, UTIME_OMIT}, {std::int64_t{1} << 34, 0}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, at(notes).c_str(), far, 0), 0);
+  struct stat status {};
+  ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mtime, std::int64_t{1} << 34);
+  const auto before = ::time(nullptr);
+  ASSERT_EQ(::truncate(at(notes).c_str(), 2), 0);
+  ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
+  EXPECT_GE(status.st_mtime, before);
+  EXPECT_LE(status.st_mtime, before + 60);
+  // Linux empties a file opened read-only with O_TRUNC too.
+  const int fd = ::open(at(notes).c_str(), O_RDONLY | O_TRUNC);
+  ASSERT_GE(fd, 0);
+  ::close(fd);
+  EXPECT_EQ(std::filesystem::file_size(notes), 0u);
+}
+
 TEST_F(MountSemantics, AnUnlinkedFileStaysReadableWhileOpen) {
   const auto notes = drive("Alex Morgan/Documents/Notes.md");
-  const int fd = ::open(at(notes).c_str(), O_RDONLY);
+  const int fd = ::open(at(notes).c_str(), O_RDWR);
   ASSERT_GE(fd, 0);
   ASSERT_EQ(::unlink(at(notes).c_str()), 0);
   EXPECT_FALSE(std::filesystem::exists(notes));
@@ -114,6 +144,10 @@ TEST_F(MountSemantics, AnUnlinkedFileStaysReadableWhileOpen) {
   EXPECT_EQ(std::string(buffer), "# Notes");
   struct stat status {};
   EXPECT_EQ(::fstat(fd, &status), 0);
+  EXPECT_EQ(::ftruncate(fd, 3), 0);
+  EXPECT_EQ(::futimens(fd, nullptr), 0);
+  EXPECT_EQ(::fstat(fd, &status), 0);
+  EXPECT_EQ(status.st_size, 3);
   ::close(fd);
   ASSERT_TRUE(syncWait());
   EXPECT_FALSE(serviceId("Alex Morgan/Documents/Notes.md"));

@@ -1,0 +1,19 @@
+#include "mount/entry_names.h"
+
+#include <cerrno>
+
+#include "platform/utf8.h"
+
+namespace drive::mount {
+
+namespace {
+constexpr std::size_t kNameMax = 255;
+}  // namespace
+
+int nameError(std::string_view name, bool newEntry) {
+  if (name.size() > kNameMax) return ENAMETOOLONG;
+  if (newEntry && !fp::isValidUTF8(name)) return EILSEQ;
+  return 0;
+}
+
+}  // namespace drive::mount
