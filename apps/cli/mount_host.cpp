@@ -11,6 +11,7 @@
 #include "mount/mount_error.h"
 #include "mount/mount_lock.h"
 #include "mount/mount_session.h"
+#include "platform/system_log.h"
 #include "replica/host_lock.h"
 #include "replica/replica.h"
 
@@ -93,7 +94,8 @@ int serveInBackground(const MountCommand& command, mount::MountLock& lock, std::
     const int null = ::open("/dev/null", O_RDWR);
     ::dup2(null, STDIN_FILENO);
     ::dup2(null, STDOUT_FILENO);
-    ::dup2(null, STDERR_FILENO);
+    // With --verbose the log keeps going where the user sent it.
+    if (!fp::SystemLog::mirrorsToStderr()) ::dup2(null, STDERR_FILENO);
   };
   try {
     std::_Exit(serve(command, lock, report, std::cout));

@@ -43,6 +43,10 @@ void Logger::log(LogLevel level, const std::string& message) const {
   if (sink) sink(level, line);
 }
 
+bool SystemLog::mirrorsToStderr() {
+  return mirror.load();
+}
+
 void SystemLog::setMirrorToStderr(bool enabled) {
   mirror.store(enabled);
 }

@@ -29,6 +29,7 @@ class Logger {
 namespace SystemLog {
 // Mirrors every message to stderr (a host's --verbose).
 void setMirrorToStderr(bool mirror);
+bool mirrorsToStderr();
 // Hands every message to `sink` as well ("[<category>] <message>"); tests read the log this way.
 using Sink = std::function<void(LogLevel, const std::string& line)>;
 void setSink(Sink sink);
