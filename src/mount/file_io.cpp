@@ -186,6 +186,15 @@ void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct sta
   const auto found = replica_.item(names_.resolve(ino));
   if (!found) return setattrUnlinked(reply, ino, wanted, toSet, fi);
   auto info = *found;
+  if (toSet & FUSE_SET_ATTR_MODE) {
+    // As on FAT: only taking away every write permission, or giving it back, is kept.
+    const bool writable = (wanted.st_mode & 0222) != 0;
+    if (!info.isFolder && (info.capabilities & fp::ItemCapability::writing) &&
+        writable == info.readOnlyHere) {
+      replica_.setReadOnlyHere(info.key, !writable);
+      info = existing(ino);
+    }
+  }
   if (toSet & FUSE_SET_ATTR_SIZE) {
     checkOpenable(info);
     truncate(info, wanted.st_size, fi);
@@ -202,7 +211,7 @@ void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct sta
     replica_.setModified(info.key, when);
     info = existing(ino);
   }
-  // Modes stay the drive's own, as on file systems without them.
+  // Other mode bits stay the drive's own, as on file systems without them.
   const auto result = attributes(info);
   reply([&](fuse_req_t r) { return fuse_reply_attr(r, &result, kCacheTimeout); });
 }

@@ -38,9 +38,14 @@ struct ItemInfo {
   bool locallyModified = false;
   LocalState localState = LocalState::inStep;
   std::string reason;  // why refused or local only
+  // Made read-only on this machine (chmod a-w), as a FAT file system keeps a read-only bit.
+  bool readOnlyHere = false;
 
   bool isLocal() const { return identifier.starts_with("local:"); }
-  bool may(fp::ItemCapabilities capability) const { return (capabilities & capability) != 0; }
+  bool may(fp::ItemCapabilities capability) const {
+    const auto granted = readOnlyHere ? capabilities & ~fp::ItemCapability::writing : capabilities;
+    return (granted & capability) != 0;
+  }
   SyncState syncState() const;
 };
 

@@ -20,6 +20,7 @@ CREATE TABLE IF NOT EXISTS items(
   size INTEGER NOT NULL DEFAULT 0,
   modified REAL,
   local_modified REAL,
+  local_readonly INTEGER NOT NULL DEFAULT 0,
   created REAL,
   capabilities INTEGER NOT NULL DEFAULT 1,
   content_version BLOB,
@@ -55,7 +56,7 @@ constexpr const char* kItemColumns =
     "key, parent, identifier, filename, content_type, is_folder, size, "
     "COALESCE(local_modified, modified), created, "
     "capabilities, content_version, metadata_version, sync_mode, user_info, decorations, "
-    "downloaded, kept_offline, modified_locally, local_state, reason";
+    "downloaded, kept_offline, modified_locally, local_state, reason, local_readonly";
 
 std::optional<fp::Date> dateColumn(const SqlStatement& row, int column) {
   if (row.isNull(column)) return std::nullopt;
@@ -91,6 +92,7 @@ ItemInfo readItem(const SqlStatement& row) {
   info.locallyModified = row.integer(17) != 0;
   info.localState = localStateFromWord(row.text(18));
   info.reason = row.text(19);
+  info.readOnlyHere = row.integer(20) != 0;
   return info;
 }
 
@@ -152,12 +154,16 @@ ItemStore::ItemStore(const std::filesystem::path& file, bool readOnly)
 
 void ItemStore::createSchema() {
   connection_.execute(kSchema);
-  // Databases from before programs could set modification dates.
-  auto hasLocalModified = connection_.prepare(
-      "SELECT COUNT(*) FROM pragma_table_info('items') WHERE name = 'local_modified'");
-  hasLocalModified.step();
-  if (hasLocalModified.integer(0) == 0) {
-    connection_.execute("ALTER TABLE items ADD COLUMN local_modified REAL");
+  // Databases from before programs could set modification dates and the read-only bit.
+  for (const auto& [name, type] : {std::pair{"local_modified", "REAL"},
+                                   std::pair{"local_readonly", "INTEGER NOT NULL DEFAULT 0"}}) {
+    auto has =
+        connection_.prepare("SELECT COUNT(*) FROM pragma_table_info('items') WHERE name = ?");
+    has.bind(1, std::string(name));
+    has.step();
+    if (has.integer(0) == 0) {
+      connection_.execute(std::string("ALTER TABLE items ADD COLUMN ") + name + " " + type);
+    }
   }
   connection_
       .prepare(
@@ -196,7 +202,7 @@ std::vector<ItemInfo> ItemStore::children(ItemKey parent) {
 std::vector<ItemInfo> ItemStore::listing(ItemKey parent) {
   auto row = connection_.prepare(
       "SELECT key, filename, is_folder, size, COALESCE(local_modified, modified), created, "
-      "capabilities FROM items WHERE parent = ? AND removed = 0 ORDER BY key");
+      "capabilities, local_readonly FROM items WHERE parent = ? AND removed = 0 ORDER BY key");
   row.bind(1, parent);
   std::vector<ItemInfo> items;
   while (row.step()) {
@@ -209,6 +215,7 @@ std::vector<ItemInfo> ItemStore::listing(ItemKey parent) {
     info.modified = dateColumn(row, 4);
     info.created = dateColumn(row, 5);
     info.capabilities = static_cast<fp::ItemCapabilities>(row.integer(6));
+    info.readOnlyHere = row.integer(7) != 0;
   }
   return items;
 }
@@ -352,6 +359,13 @@ void ItemStore::setPlace(ItemKey key, ItemKey parent, const std::string& name) {
       .bind(1, parent)
       .bind(2, name)
       .bind(3, key)
+      .run();
+}
+
+void ItemStore::setReadOnlyHere(ItemKey key, bool readOnly) {
+  connection_.prepare("UPDATE items SET local_readonly = ? WHERE key = ?")
+      .bind(1, readOnly)
+      .bind(2, key)
       .run();
 }
 

@@ -76,6 +76,7 @@ class ItemStore {
   // A modification date a program set here; shown instead of the service's until the
   // contents change on the service. Seconds since the epoch; none to go back to the service's.
   void setLocalModified(ItemKey key, std::optional<double> seconds);
+  void setReadOnlyHere(ItemKey key, bool readOnly);
   std::optional<double> localModified(ItemKey key);
   void setLocalState(ItemKey key, LocalState state, const std::string& reason = {});
   void setRemoved(ItemKey key, bool removed);

@@ -182,6 +182,12 @@ void SyncEngine::endWriting(ItemKey key) {
   wake();
 }
 
+void SyncEngine::setReadOnlyHere(ItemKey key, bool readOnly) {
+  Lock lock(mutex_);
+  existing(key);
+  store_.setReadOnlyHere(key, readOnly);
+}
+
 void SyncEngine::setModified(ItemKey key, double seconds) {
   Lock lock(mutex_);
   existing(key);

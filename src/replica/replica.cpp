@@ -73,6 +73,9 @@ void Replica::setModified(ItemKey key, double seconds) {
 void Replica::remove(ItemKey key) {
   engine_->remove(key);
 }
+void Replica::setReadOnlyHere(ItemKey key, bool readOnly) {
+  engine_->setReadOnlyHere(key, readOnly);
+}
 void Replica::beginWriting(ItemKey key) {
   engine_->beginWriting(key);
 }

@@ -75,6 +75,9 @@ class Replica {
   // A modification date set by a program (touch, rsync, cp -p), in seconds since the epoch.
   // Kept on this machine only, until the contents change on the service.
   void setModified(ItemKey key, double seconds);
+  // The read-only bit a program set (chmod): writes are refused here until it is cleared.
+  // Kept on this machine only; the provider's own refusal stays whatever this says.
+  void setReadOnlyHere(ItemKey key, bool readOnly);
   // A folder must be empty.
   void remove(ItemKey key);
   // A program writes the item's copy from now until endWriting; its contents are not sent in

@@ -75,6 +75,7 @@ class SyncEngine {
   ItemInfo rename(ItemKey key, ItemKey newParent, const std::string& newName);
   ItemInfo replace(ItemKey source, ItemKey target);
   void setModified(ItemKey key, double seconds);
+  void setReadOnlyHere(ItemKey key, bool readOnly);
   void remove(ItemKey key);
   void beginWriting(ItemKey key);
   void endWriting(ItemKey key);

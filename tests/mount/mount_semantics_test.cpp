@@ -49,6 +49,17 @@ TEST_F(MountSemantics, WhatADriveHasNoNotionOfIsRefusedAsLinuxFileSystemsDo) {
   struct stat status {};
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0644u);
+  // Only the read-only bit is kept, as on FAT: writes are refused until it is cleared.
+  ASSERT_EQ(::chmod(at(notes).c_str(), 0444), 0);
+  ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0444u);
+  EXPECT_EQ(failure(::open(at(notes).c_str(), O_WRONLY)), EACCES);
+  ASSERT_EQ(::chmod(at(notes).c_str(), 0600), 0);
+  ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0644u);
+  const int writer = ::open(at(notes).c_str(), O_WRONLY);
+  EXPECT_GE(writer, 0);
+  ::close(writer);
   // The service dates no namespace folder; it is not shown as made in 1970.
   ASSERT_EQ(::stat(at(drive("Alex Morgan")).c_str(), &status), 0);
   EXPECT_GT(status.st_mtime, 1000000000);
