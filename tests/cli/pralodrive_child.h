@@ -26,6 +26,7 @@ class PralodriveChild {
   // The next line of standard output; none when the output ends or none comes for 30 s.
   std::optional<std::string> readLine();
   void sendSignal(int signal);
+  pid_t pid() const { return pid_; }
   // Closes standard input, reads the output to its end and waits: the exit status, or
   // 128 + the signal that ended it.
   int finish();
