@@ -13,8 +13,10 @@
 #include "app_group/sync_selection.h"
 #include "fuzz/fuzz_environment.h"
 #include "fuzz/fuzz_input.h"
+#include "model/node_kinds.h"
 #include "platform/app_group_container.h"
 #include "platform/atomic_file.h"
+#include "platform/base64.h"
 #include "session/session_store.h"
 
 namespace drive::fuzz {
@@ -23,7 +25,28 @@ namespace {
 struct SharedFile {
   const char* name;  // in the container
   std::function<void()> use;
+  // The file's contents made from the input; none: the input itself.
+  std::function<std::string(std::string_view)> contents = {};
 };
+
+// The input as the stored selection: it reaches the selection's decoder as it is, not
+// through the suite's JSON and Base64 first.
+std::string selectionSuite(std::string_view selection) {
+  return nlohmann::json{{"drive.sync.selection.v1", {{"data", fp::Base64::encode(selection)}}}}
+      .dump();
+}
+
+void useSyncSelection() {
+  DriveSyncSelection::load();
+  DriveSyncSelection::includesNamespace("ns");
+  StorageNode folder;
+  folder.id = "a";
+  folder.kind = NodeKind::folder;
+  StorageNode file;
+  file.id = "b";
+  file.kind = NodeKind::file;
+  DriveSyncSelection::filterTopLevel({folder, file}, "ns");
+}
 
 void useDefaultsSuite() {
   DriveSyncSelection::load();
@@ -33,7 +56,7 @@ void useDefaultsSuite() {
   fp::appGroupDefaults().stringArrayForKey("drive.enum.ids.root");
 }
 
-const std::array<SharedFile, 8> kFiles = {{
+const std::array<SharedFile, 9> kFiles = {{
     {"drive-local-state.json",
      [] {
        DriveDiskState::current();
@@ -65,6 +88,7 @@ const std::array<SharedFile, 8> kFiles = {{
      }},
     {"Library/Preferences/group.eu.vantrel.drive.json", useDefaultsSuite},
     {"session.json", [] { loadSession(); }},
+    {"Library/Preferences/group.eu.vantrel.drive.json", useSyncSelection, selectionSuite},
 }};
 
 }  // namespace
@@ -85,8 +109,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // A new file each time, as the companion app replaces them: caches keyed on the file's
   // identity see the change.
   // A failed write leaves the previous file, which is as good an input.
-  (void)fp::writeFileAtomically(fp::appGroupContainerURL() / file.name, input.text, 0600,
-                                fp::Durability::cached);
+  (void)fp::writeFileAtomically(fp::appGroupContainerURL() / file.name,
+                                file.contents ? file.contents(input.text) : std::string(input.text),
+                                0600, fp::Durability::cached);
   file.use();
   return 0;
 }
