@@ -1,19 +1,20 @@
 # Build helpers so that each folder's CMakeLists.txt stays a few lines.
 include(GoogleTest)
 
-# drive_library(NAME SOURCES file... [DEPS target...])
+# drive_library(NAME SOURCES file... [DEPS target...] [PRIVATE_DEPS target...])
 # A library of src/: it sees its own folder and, through DEPS, the folders below it, and no
 # other. Each library publishes an include root holding only a link to its own folder, so an
-# include that points upward does not find its header.
+# include that points upward does not find its header. PRIVATE_DEPS are linked in but stay
+# out of sight of the library's users.
 function(drive_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
   get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
   set(root ${CMAKE_BINARY_DIR}/include/${folder})
   file(MAKE_DIRECTORY ${root})
   file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${root}/${folder} SYMBOLIC)
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${root})
-  target_link_libraries(${name} PUBLIC ${ARG_DEPS})
+  target_link_libraries(${name} PUBLIC ${ARG_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
 endfunction()
 
 # drive_app_library(NAME SOURCES file... [DEPS target...]): a library of apps/ or tests/,

@@ -3,6 +3,7 @@
 #include "app_group/trace_log.h"
 #include "changes/content_fetch.h"
 #include "enumeration/empty_enumerator.h"
+#include "extension/extension_bodies.h"
 #include "model/map_to_platform_error.h"
 #include "platform/reply_once.h"
 #include "platform/task_runner.h"

@@ -1,11 +1,17 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
-#include "extension/extension_bodies.h"
+#include "platform/enumerator.h"
 #include "platform/replicated_extension.h"
 
 namespace drive {
+
+// Defined in extension/extension_bodies.h, which only the extension and its tests see.
+struct ExtensionBodies;
 
 // What the platform creates once per domain and calls for every request. Holds no state:
 // each request becomes one task running a body, completed exactly once.
@@ -20,7 +26,7 @@ class FileProviderExtension : public fp::ReplicatedExtension,
 
   // The domain is not kept; nothing is read and nothing is sent at creation.
   explicit FileProviderExtension(const Domain& domain);
-  // For tests and hosts that plug their own bodies in.
+  // For tests that plug their own bodies in.
   FileProviderExtension(const Domain& domain, ExtensionBodies bodies);
 
   void invalidate() override {}

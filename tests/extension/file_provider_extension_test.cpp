@@ -5,6 +5,7 @@
 
 #include <future>
 
+#include "extension/extension_bodies.h"
 #include "model/drive_api_error.h"
 #include "model/drive_sync_error.h"
 #include "platform/atomic_file.h"
