@@ -35,7 +35,9 @@ struct stat attributesOf(const replica::ItemInfo& info, const Owner& owner,
   attributes.st_blksize = 1 << 20;
   attributes.st_blocks = (attributes.st_size + 511) / 512;
   attributes.st_mtim = timespecOf(info.modified, undated);
-  attributes.st_ctim = attributes.st_mtim;
+  // The last change here, of contents or status (rename, chmod, a date set); else the date of
+  // the contents the service has.
+  attributes.st_ctim = info.changed ? timespecOf(info.changed, undated) : attributes.st_mtim;
   attributes.st_atim = attributes.st_mtim;
   return attributes;
 }

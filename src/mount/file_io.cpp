@@ -49,8 +49,9 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
   file->fd = openOrThrow(path, writable ? O_RDWR : O_RDONLY);
   // The download may have brought a newer version than the one the kernel was shown.
   file->info = replica_.item(opened.key).value_or(opened);
-  // A new or emptied file is being written from here on, so that it goes up whole.
-  if (writable && (flags & (O_TRUNC | O_CREAT))) markWritten(*file);
+  // A new file has been written since its creation; an emptied one is from here on.
+  if (flags & O_CREAT) file->dirty = true;
+  if (writable && (flags & O_TRUNC)) markWritten(*file);
   if (writable && (flags & O_TRUNC) && ::ftruncate(file->fd, 0) != 0) {
     mountLog().error("cannot empty the local copy of " + opened.filename + ": " +
                      std::generic_category().message(errno));
@@ -74,7 +75,7 @@ void DriveFileSystem::create(FuseReply& reply, fuse_ino_t parent, const std::str
                              fuse_file_info* fi) {
   const auto folder = existing(parent);
   checkWritable(folder);
-  const auto created = replica_.createFile(folder.key, name);
+  const auto created = replica_.createFile(folder.key, name, true);
   openHandle(fi, created, O_RDWR | O_CREAT);
   const auto param = entry(created);
   reply([&](fuse_req_t r) { return fuse_reply_create(r, &param, fi); });

@@ -40,6 +40,8 @@ struct ItemInfo {
   std::string reason;  // why refused or local only
   // Made read-only on this machine (chmod a-w), as a FAT file system keeps a read-only bit.
   bool readOnlyHere = false;
+  // When its name, place, dates or contents last changed on this machine (a status change).
+  std::optional<fp::Date> changed;
 
   bool isLocal() const { return identifier.starts_with("local:"); }
   bool may(fp::ItemCapabilities capability) const {

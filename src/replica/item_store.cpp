@@ -21,6 +21,7 @@ CREATE TABLE IF NOT EXISTS items(
   modified REAL,
   local_modified REAL,
   local_readonly INTEGER NOT NULL DEFAULT 0,
+  local_changed REAL,
   created REAL,
   capabilities INTEGER NOT NULL DEFAULT 1,
   content_version BLOB,
@@ -56,7 +57,8 @@ constexpr const char* kItemColumns =
     "key, parent, identifier, filename, content_type, is_folder, size, "
     "COALESCE(local_modified, modified), created, "
     "capabilities, content_version, metadata_version, sync_mode, user_info, decorations, "
-    "downloaded, kept_offline, modified_locally, local_state, reason, local_readonly";
+    "downloaded, kept_offline, modified_locally, local_state, reason, local_readonly, "
+    "local_changed";
 
 std::optional<fp::Date> dateColumn(const SqlStatement& row, int column) {
   if (row.isNull(column)) return std::nullopt;
@@ -93,6 +95,7 @@ ItemInfo readItem(const SqlStatement& row) {
   info.localState = localStateFromWord(row.text(18));
   info.reason = row.text(19);
   info.readOnlyHere = row.integer(20) != 0;
+  info.changed = dateColumn(row, 21);
   return info;
 }
 
@@ -156,7 +159,8 @@ void ItemStore::createSchema() {
   connection_.execute(kSchema);
   // Databases from before programs could set modification dates and the read-only bit.
   for (const auto& [name, type] : {std::pair{"local_modified", "REAL"},
-                                   std::pair{"local_readonly", "INTEGER NOT NULL DEFAULT 0"}}) {
+                                   std::pair{"local_readonly", "INTEGER NOT NULL DEFAULT 0"},
+                                   std::pair{"local_changed", "REAL"}}) {
     auto has =
         connection_.prepare("SELECT COUNT(*) FROM pragma_table_info('items') WHERE name = ?");
     has.bind(1, std::string(name));
@@ -202,7 +206,8 @@ std::vector<ItemInfo> ItemStore::children(ItemKey parent) {
 std::vector<ItemInfo> ItemStore::listing(ItemKey parent) {
   auto row = connection_.prepare(
       "SELECT key, filename, is_folder, size, COALESCE(local_modified, modified), created, "
-      "capabilities, local_readonly FROM items WHERE parent = ? AND removed = 0 ORDER BY key");
+      "capabilities, local_readonly, local_changed FROM items WHERE parent = ? AND removed = 0 "
+      "ORDER BY key");
   row.bind(1, parent);
   std::vector<ItemInfo> items;
   while (row.step()) {
@@ -216,6 +221,7 @@ std::vector<ItemInfo> ItemStore::listing(ItemKey parent) {
     info.created = dateColumn(row, 5);
     info.capabilities = static_cast<fp::ItemCapabilities>(row.integer(6));
     info.readOnlyHere = row.integer(7) != 0;
+    info.changed = dateColumn(row, 8);
   }
   return items;
 }
@@ -285,7 +291,8 @@ ReportOutcome ItemStore::reportKnown(const fp::Item& item, const std::string& id
       "user_info = ?13, decorations = ?14, "
       "downloaded = CASE WHEN ?15 THEN 0 ELSE downloaded END, "
       "stored_bytes = CASE WHEN ?15 THEN 0 ELSE stored_bytes END, "
-      "local_modified = CASE WHEN ?18 THEN NULL ELSE local_modified END "
+      "local_modified = CASE WHEN ?18 THEN NULL ELSE local_modified END, "
+      "local_changed = CASE WHEN ?18 THEN NULL ELSE local_changed END "
       "WHERE identifier = ?1");
   bindReported(update, item, identifier, parent, version, fields, userInfo)
       .bind(15, outcome.copyDropped)
@@ -359,6 +366,17 @@ void ItemStore::setPlace(ItemKey key, ItemKey parent, const std::string& name) {
       .bind(1, parent)
       .bind(2, name)
       .bind(3, key)
+      .run();
+}
+
+void ItemStore::stamp(ItemKey key, double now, bool contents) {
+  connection_
+      .prepare(
+          "UPDATE items SET local_changed = ?1, "
+          "local_modified = CASE WHEN ?3 THEN ?1 ELSE local_modified END WHERE key = ?2")
+      .bind(1, std::optional<double>(now))
+      .bind(2, key)
+      .bind(3, contents)
       .run();
 }
 

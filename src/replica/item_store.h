@@ -77,6 +77,9 @@ class ItemStore {
   // contents change on the service. Seconds since the epoch; none to go back to the service's.
   void setLocalModified(ItemKey key, std::optional<double> seconds);
   void setReadOnlyHere(ItemKey key, bool readOnly);
+  // Changed here at `now` (seconds since the epoch): its status, and with `contents` also its
+  // contents (for a folder: its entries).
+  void stamp(ItemKey key, double now, bool contents);
   std::optional<double> localModified(ItemKey key);
   void setLocalState(ItemKey key, LocalState state, const std::string& reason = {});
   void setRemoved(ItemKey key, bool removed);

@@ -11,6 +11,10 @@ void checkName(const std::string& name) {
   }
 }
 
+double secondsNow() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
 // Whether a change of this item goes to the service at all.
 bool staysLocal(const ItemInfo& info) {
   return info.localState == LocalState::localOnly;
@@ -46,7 +50,7 @@ std::string SyncEngine::freeName(ItemKey parent, const std::string& name) {
   return candidate;
 }
 
-ItemInfo SyncEngine::create(ItemKey parent, const std::string& name, bool folder) {
+ItemInfo SyncEngine::create(ItemKey parent, const std::string& name, bool folder, bool writing) {
   checkName(name);
   ensureListed(parent);
   Lock lock(mutex_);
@@ -54,6 +58,8 @@ ItemInfo SyncEngine::create(ItemKey parent, const std::string& name, bool folder
   checkFreeName(parent, name, kNoKey);
   SqlTransaction transaction(store_.connection());
   const auto key = store_.insertLocal(parent, name, folder);
+  store_.stamp(parent, secondsNow(), true);
+  if (writing) ++writers_[key];
   if (folder) {
     store_.setListed(key, {});
   } else {
@@ -116,6 +122,10 @@ ItemInfo SyncEngine::rename(ItemKey key, ItemKey newParent, const std::string& n
   if (newParent != info.parent) fields |= fp::ItemField::parentItemIdentifier;
   SqlTransaction transaction(store_.connection());
   store_.setPlace(key, newParent, newName);
+  const auto now = secondsNow();
+  store_.stamp(key, now, false);
+  store_.stamp(info.parent, now, true);
+  store_.stamp(newParent, now, true);
   if (staysLocal(info) && info.isLocal() && !staysLocal(target)) {
     joinSync(key);
   } else if (fields != 0 && !staysLocal(info)) {
@@ -156,6 +166,9 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
     store_.setLocalModified(target, store_.localModified(source));
     markRemoved(source);
     markContentsChanged(target);
+    const auto now = secondsNow();
+    store_.stamp(from.parent, now, true);
+    store_.stamp(into.parent, now, true);
     transaction.commit();
     replaced = *store_.item(target);
   }
@@ -165,12 +178,8 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
 
 void SyncEngine::beginWriting(ItemKey key) {
   Lock lock(mutex_);
-  if (++writers_[key] == 1) {
-    // Written now: a date a program set before no longer holds.
-    store_.setLocalModified(
-        key,
-        std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
-  }
+  // Written now: a date a program set before no longer holds.
+  if (++writers_[key] == 1) store_.stamp(key, secondsNow(), true);
 }
 
 void SyncEngine::endWriting(ItemKey key) {
@@ -186,11 +195,13 @@ void SyncEngine::setReadOnlyHere(ItemKey key, bool readOnly) {
   Lock lock(mutex_);
   existing(key);
   store_.setReadOnlyHere(key, readOnly);
+  store_.stamp(key, secondsNow(), false);
 }
 
 void SyncEngine::setModified(ItemKey key, double seconds) {
   Lock lock(mutex_);
   existing(key);
+  store_.stamp(key, secondsNow(), false);
   store_.setLocalModified(key, seconds);
 }
 
@@ -199,7 +210,9 @@ void SyncEngine::remove(ItemKey key) {
   {
     Lock lock(mutex_);
     SqlTransaction transaction(store_.connection());
+    const auto parent = existing(key).parent;
     markRemoved(key);
+    store_.stamp(parent, secondsNow(), true);
     transaction.commit();
   }
   wake();

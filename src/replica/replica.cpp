@@ -55,8 +55,8 @@ void Replica::contentsChanged(ItemKey key) {
   engine_->contentsChanged(key);
 }
 
-ItemInfo Replica::createFile(ItemKey parent, const std::string& name) {
-  return engine_->create(parent, name, false);
+ItemInfo Replica::createFile(ItemKey parent, const std::string& name, bool writing) {
+  return engine_->create(parent, name, false, writing);
 }
 ItemInfo Replica::createFolder(ItemKey parent, const std::string& name) {
   return engine_->create(parent, name, true);

@@ -65,7 +65,9 @@ class Replica {
   void contentsChanged(ItemKey key);
 
   // --- Local changes; each is queued and answered at once.
-  ItemInfo createFile(ItemKey parent, const std::string& name);
+  // With `writing`, the new file is being written from the start (see beginWriting), so that
+  // nothing of it goes up before the matching endWriting.
+  ItemInfo createFile(ItemKey parent, const std::string& name, bool writing = false);
   ItemInfo createFolder(ItemKey parent, const std::string& name);
   // Rename and/or move. Throws `exists` when the name is taken in the new folder.
   ItemInfo rename(ItemKey key, ItemKey newParent, const std::string& newName);

@@ -71,7 +71,7 @@ class SyncEngine {
 
   // Local changes (local_changes.cpp)
   void contentsChanged(ItemKey key);
-  ItemInfo create(ItemKey parent, const std::string& name, bool folder);
+  ItemInfo create(ItemKey parent, const std::string& name, bool folder, bool writing = false);
   ItemInfo rename(ItemKey key, ItemKey newParent, const std::string& newName);
   ItemInfo replace(ItemKey source, ItemKey target);
   void setModified(ItemKey key, double seconds);

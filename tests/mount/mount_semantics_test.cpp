@@ -116,8 +116,15 @@ TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
 
 TEST_F(MountSemantics, NamesAndDatesFollowLinux) {
   const auto documents = drive("Alex Morgan/Documents");
+  const auto before = ::time(nullptr);
+  struct stat status {};
+  ASSERT_EQ(::stat(at(documents).c_str(), &status), 0);
+  EXPECT_LT(status.st_mtime, before);
   const std::string longest(255, 'n');
   EXPECT_EQ(failure(::mkdir(at(documents / longest).c_str(), 0755)), 0);
+  // A new entry dates its folder.
+  ASSERT_EQ(::stat(at(documents).c_str(), &status), 0);
+  EXPECT_GE(status.st_mtime, before);
   EXPECT_EQ(failure(::mkdir(at(documents / (longest + "n")).c_str(), 0755)), ENAMETOOLONG);
   EXPECT_EQ(failure(::open(at(documents / (longest + "n")).c_str(), O_CREAT | O_WRONLY, 0644)),
             ENAMETOOLONG);
@@ -129,10 +136,11 @@ TEST_F(MountSemantics, NamesAndDatesFollowLinux) {
   const auto notes = documents / "Notes.md";
   const timespec far[2] = {{0, UTIME_OMIT}, {std::int64_t{1} << 34, 0}};
   ASSERT_EQ(::utimensat(AT_FDCWD, at(notes).c_str(), far, 0), 0);
-  struct stat status {};
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
   EXPECT_EQ(status.st_mtime, std::int64_t{1} << 34);
-  const auto before = ::time(nullptr);
+  // Setting a date is a status change of now.
+  EXPECT_GE(status.st_ctime, before);
+  EXPECT_LE(status.st_ctime, before + 60);
   ASSERT_EQ(::truncate(at(notes).c_str(), 2), 0);
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
   EXPECT_GE(status.st_mtime, before);

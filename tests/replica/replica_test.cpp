@@ -155,8 +155,7 @@ TEST_F(ReplicaSync, AFileSavedOverAnotherDuringItsUploadLeavesOnlyTheOriginal) {
 TEST_F(ReplicaSync, AFileGoesUpOnceItsWritingStops) {
   const auto documents = at("Alex Morgan/Documents");
   service().clearRequests();
-  const auto copied = replica().createFile(documents.key, "Copied.bin");
-  replica().beginWriting(copied.key);
+  const auto copied = replica().createFile(documents.key, "Copied.bin", true);
   write(copied.key, "the first half");  // an fsync on the way
   EXPECT_FALSE(replica().waitUntilIdle(std::chrono::milliseconds(300)));
   EXPECT_EQ(requestCount("POST", "/storage/nodes"), 0);
