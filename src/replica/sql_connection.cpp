@@ -120,7 +120,8 @@ SqlConnection::SqlConnection(const std::filesystem::path& file, bool readOnly) {
     fail(code, "open " + file.string(), message);
   }
   sqlite3_busy_timeout(database_, 10000);
-  if (!readOnly) {
+  if (readOnly) return;
+  try {
     execute("PRAGMA journal_mode=WAL");
     // WAL with synchronous=NORMAL survives a killed process; only a machine crash may lose
     // the last transactions, never consistency.
@@ -128,6 +129,10 @@ SqlConnection::SqlConnection(const std::filesystem::path& file, bool readOnly) {
     // A large listing writes in one transaction; with SQLite's 2 MiB default the page cache
     // spills to the log halfway through and reads it back.
     execute("PRAGMA cache_size=-16384");
+  } catch (...) {
+    // A file that is no database fails here; no destructor closes a half-made connection.
+    sqlite3_close(database_);
+    throw;
   }
 }
 
