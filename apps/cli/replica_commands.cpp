@@ -62,7 +62,7 @@ replica::ReplicaOptions hostOptions() {
 }
 
 bool queueEmpty(const replica::ReplicaOptions& options) {
-  return replica::readStatus(options).queue.empty();
+  return replica::readQueueLength(options) == 0;
 }
 
 // Runs the replica here, one pass after another while waiting.
@@ -87,8 +87,9 @@ int syncCommand(const ReplicaCommand& command, bool json, std::ostream& out, std
   try {
     if (replica::HostLock::isHeld(options.stateDirectory)) {
       replica::HostLock::requestSync(options.stateDirectory);
+      // Asked often: a count of the queue, not the whole status of a large replica.
       while (command.wait && !queueEmpty(options) && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     } else {
       syncInProcess(command, options, deadline);
     }

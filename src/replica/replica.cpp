@@ -116,4 +116,11 @@ ReplicaStatus readStatus(const ReplicaOptions& options) {
   return store.status(options.storeLimit);
 }
 
+std::int64_t readQueueLength(const ReplicaOptions& options) {
+  const auto file = options.stateDirectory / "replica.db";
+  if (!std::filesystem::exists(file)) return 0;
+  ItemStore store(file, true);
+  return store.queueLength();
+}
+
 }  // namespace drive::replica

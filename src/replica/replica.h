@@ -112,5 +112,7 @@ class Replica {
 
 // The status from the database alone, whether or not a replica is running.
 ReplicaStatus readStatus(const ReplicaOptions& options);
+// The number of queued changes, from the database alone: cheap enough to ask often.
+std::int64_t readQueueLength(const ReplicaOptions& options);
 
 }  // namespace drive::replica
