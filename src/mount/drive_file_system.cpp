@@ -3,10 +3,12 @@
 #include <malloc.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <vector>
 
+#include "mount/directory_snapshot.h"
 #include "mount/entry_names.h"
 #include "mount/item_xattrs.h"
 #include "mount/mount_log.h"
@@ -51,17 +53,11 @@ void handleNamed(fuse_req_t request, const char* what, const char* name, bool ne
   handle(request, what, body);
 }
 
-// A directory listing as it was at opendir, so that offsets stay meaningful; only what the
-// kernel is given, so that a folder of 100,000 entries costs megabytes, not a hundred.
-struct DirectorySnapshot {
-  struct Entry {
-    std::string name;
-    struct stat attributes;
-  };
-  replica::ItemKey self = replica::kNoKey;
-  replica::ItemKey parent = replica::kNoKey;
-  std::vector<Entry> children;
-};
+using SnapshotHandle = std::shared_ptr<DirectorySnapshot>;
+
+DirectorySnapshot& snapshotOf(const fuse_file_info* fi) {
+  return **reinterpret_cast<SnapshotHandle*>(fi->fh);
+}
 
 fuse_lowlevel_ops makeOperations() {
   fuse_lowlevel_ops ops{};
@@ -272,48 +268,67 @@ void DriveFileSystem::getattr(FuseReply& reply, fuse_ino_t ino, fuse_file_info* 
 void DriveFileSystem::opendir(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
   const auto info = existing(ino);
   if (!info.isFolder) throw ReplicaError(ReplicaError::Kind::notFolder, "Not a folder.");
-  auto snapshot = std::make_unique<DirectorySnapshot>();
-  snapshot->self = info.key;
-  snapshot->parent = info.parent == replica::kNoKey ? info.key : info.parent;
-  auto children = replica_.listing(info.key);
-  snapshot->children.reserve(children.size());
-  for (auto& child : children)
-    snapshot->children.push_back({std::move(child.filename), attributes(child)});
-  fi->fh = reinterpret_cast<std::uint64_t>(snapshot.release());
-  reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
+  const auto snapshot = std::make_shared<DirectorySnapshot>(
+      info.key, info.parent == replica::kNoKey ? info.key : info.parent);
+  auto handle = std::make_unique<SnapshotHandle>(snapshot);
+  // The kernel reads the first entries while the rest of a first listing is recorded.
+  const auto answer = [&] {
+    if (reply.replied()) return;
+    fi->fh = reinterpret_cast<std::uint64_t>(handle.release());
+    reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
+  };
+  try {
+    replica_.listing(info.key, [&](std::vector<replica::ItemInfo>& batch) {
+      std::vector<DirectorySnapshot::Entry> entries;
+      entries.reserve(batch.size());
+      for (auto& child : batch)
+        entries.push_back({std::move(child.filename), attributes(child)});
+      snapshot->add(std::move(entries));
+      answer();
+    });
+  } catch (const std::exception& error) {
+    snapshot->finish();
+    if (!reply.replied()) throw;
+    // The folder is open already: it shows what was listed before the failure.
+    mountLog().error(std::string("opendir: ") + error.what());
+  }
+  snapshot->finish();
+  answer();
 }
 
 void DriveFileSystem::readdir(FuseReply& reply, fuse_ino_t, size_t size, off_t offset,
                               fuse_file_info* fi, bool plus) {
-  const auto& snapshot = *reinterpret_cast<DirectorySnapshot*>(fi->fh);
+  auto& snapshot = snapshotOf(fi);
   std::vector<char> buffer(size);
   size_t used = 0;
-  const auto total = static_cast<off_t>(snapshot.children.size()) + 2;
-  for (auto next = offset; next < total; ++next) {
-    const char* name = next == 0 ? "." : "..";
-    fuse_entry_param param{};
-    if (next < 2) {
-      param.attr.st_ino = next == 0 ? snapshot.self : snapshot.parent;
-      param.attr.st_mode = S_IFDIR;
-    } else {
-      const auto& child = snapshot.children[static_cast<size_t>(next - 2)];
-      name = child.name.c_str();
-      param = entry(snapshot.self, child.name, child.attributes);
-    }
+  const auto add = [&](const char* name, const fuse_entry_param& param, off_t next) {
     auto* at = buffer.data() + used;
     const auto room = size - used;
-    const auto needed = plus ? fuse_add_direntry_plus(nullptr, at, room, name, &param, next + 1)
-                             : fuse_add_direntry(nullptr, at, room, name, &param.attr, next + 1);
-    if (needed > room) break;
+    const auto needed = plus ? fuse_add_direntry_plus(nullptr, at, room, name, &param, next)
+                             : fuse_add_direntry(nullptr, at, room, name, &param.attr, next);
+    if (needed > room) return false;
     used += needed;
+    return true;
+  };
+  // Offsets 0 and 1 are "." and "..", then the entries in the snapshot's order.
+  for (auto next = offset; next < 2; ++next) {
+    fuse_entry_param param{};
+    param.attr.st_ino = next == 0 ? snapshot.self() : snapshot.parent();
+    param.attr.st_mode = S_IFDIR;
+    if (!add(next == 0 ? "." : "..", param, next + 1)) break;
   }
+  snapshot.visit(static_cast<size_t>(std::max<off_t>(offset, 2) - 2),
+                 [&](size_t index, const DirectorySnapshot::Entry& child) {
+                   const auto param = entry(snapshot.self(), child.name, child.attributes);
+                   return add(child.name.c_str(), param, static_cast<off_t>(index) + 3);
+                 });
   reply([&](fuse_req_t r) { return fuse_reply_buf(r, buffer.data(), used); });
 }
 
 void DriveFileSystem::releasedir(FuseReply& reply, fuse_file_info* fi) {
-  std::unique_ptr<DirectorySnapshot> snapshot(reinterpret_cast<DirectorySnapshot*>(fi->fh));
-  const bool large = snapshot->children.size() >= kLargeFolder;
-  snapshot.reset();
+  std::unique_ptr<SnapshotHandle> handle(reinterpret_cast<SnapshotHandle*>(fi->fh));
+  const bool large = (*handle)->size() >= kLargeFolder;
+  handle.reset();
   reply.error(0);
   // The memory of a large listing goes back to the system, not to this thread's arena.
   if (large) malloc_trim(0);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,5 +51,8 @@ struct ItemInfo {
   }
   SyncState syncState() const;
 };
+
+// Takes a folder's listing a batch at a time (see Replica::listing); may keep the entries.
+using ListingSink = std::function<void(std::vector<ItemInfo>& batch)>;
 
 }  // namespace drive::replica

@@ -60,9 +60,14 @@ constexpr const char* kItemColumns =
     "downloaded, kept_offline, modified_locally, local_state, reason, local_readonly, "
     "local_changed";
 
+std::optional<fp::Date> dateOf(std::optional<double> seconds) {
+  if (!seconds) return std::nullopt;
+  return fp::Date(std::chrono::duration<double>(*seconds));
+}
+
 std::optional<fp::Date> dateColumn(const SqlStatement& row, int column) {
   if (row.isNull(column)) return std::nullopt;
-  return fp::Date(std::chrono::duration<double>(row.real(column)));
+  return dateOf(row.real(column));
 }
 
 std::optional<double> secondsOf(const std::optional<fp::Date>& date) {
@@ -123,6 +128,21 @@ SqlStatement& bindReported(SqlStatement& statement, const fp::Item& item,
       .bind(12, fields.mode)
       .bind(13, nlohmann::json(userInfo).dump())
       .bind(14, nlohmann::json(item.decorations()).dump());
+}
+
+// What `listing` reads back of a row just inserted, without reading it.
+ItemInfo listingEntry(const fp::Item& item, ItemKey key, ItemKey parent,
+                      const ReportedFields& fields, const fp::ItemUserInfo& userInfo) {
+  ItemInfo entry;
+  entry.key = key;
+  entry.parent = parent;
+  entry.filename = item.filename();
+  entry.isFolder = isFolderItem(item, userInfo);
+  entry.size = fields.size;
+  entry.modified = dateOf(fields.modified);
+  entry.created = dateOf(secondsOf(item.creationDate()));
+  entry.capabilities = fields.capabilities;
+  return entry;
 }
 
 std::string sqlWithColumns(const std::string& tail) {
@@ -203,12 +223,12 @@ std::vector<ItemInfo> ItemStore::children(ItemKey parent) {
   return items;
 }
 
-std::vector<ItemInfo> ItemStore::listing(ItemKey parent) {
+std::vector<ItemInfo> ItemStore::listing(ItemKey parent, ItemKey keysBelow) {
   auto row = connection_.prepare(
       "SELECT key, filename, is_folder, size, COALESCE(local_modified, modified), created, "
       "capabilities, local_readonly, local_changed FROM items WHERE parent = ? AND removed = 0 "
-      "ORDER BY key");
-  row.bind(1, parent);
+      "AND key < ? ORDER BY key");
+  row.bind(1, parent).bind(2, keysBelow);
   std::vector<ItemInfo> items;
   while (row.step()) {
     auto& info = items.emplace_back();
@@ -233,7 +253,7 @@ std::optional<ItemKey> ItemStore::keyOf(const std::string& identifier) {
   return static_cast<ItemKey>(row.integer(0));
 }
 
-ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent) {
+ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent, ItemInfo* entry) {
   const auto identifier = item.itemIdentifier();
   const auto version = item.itemVersion();
   const auto userInfo = item.userInfo();
@@ -251,6 +271,7 @@ ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent) {
     ReportOutcome outcome;
     outcome.key = static_cast<ItemKey>(connection_.lastInsertedRow());
     outcome.added = true;
+    if (entry) *entry = listingEntry(item, outcome.key, parent, fields, userInfo);
     return outcome;
   }
   return reportKnown(item, identifier, parent, version, fields, userInfo);

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,9 @@
 #include "replica/sql_connection.h"
 
 namespace drive::replica {
+
+// Above every key SQLite hands out.
+inline constexpr ItemKey kEveryKey = std::numeric_limits<std::int64_t>::max();
 
 // What an item reported by the provider changed in the database.
 struct ReportOutcome {
@@ -59,11 +63,12 @@ class ItemStore {
   std::vector<ItemInfo> children(ItemKey parent);
   // The children with only what a directory listing shows: key, parent, name, kind, size,
   // dates and capabilities. A fraction of the memory of `children` for a large folder.
-  std::vector<ItemInfo> listing(ItemKey parent);
+  // Only keys below `keysBelow`: the rest of a listing being recorded is known already.
+  std::vector<ItemInfo> listing(ItemKey parent, ItemKey keysBelow = kEveryKey);
   std::optional<ItemKey> keyOf(const std::string& identifier);
   // Records an item as the provider reported it under `parent`. Local names and places of
-  // items with changes waiting are kept.
-  ReportOutcome report(const fp::Item& item, ItemKey parent);
+  // items with changes waiting are kept. A new item's `listing` entry goes to `entry`.
+  ReportOutcome report(const fp::Item& item, ItemKey parent, ItemInfo* entry = nullptr);
   // A new local item with the local identifier "local:<key>".
   ItemKey insertLocal(ItemKey parent, const std::string& name, bool isFolder);
   // The item and everything below it; returns their keys.

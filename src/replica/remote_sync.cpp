@@ -1,6 +1,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_map>
 
 #include "platform/blocking_calls.h"
@@ -30,26 +31,63 @@ void logFailure(const std::string& what, const fp::PlatformError& error) {
   replicaLog().info(what + " failed: " + error.localizedDescription());
 }
 
+// Hands the entries of a listing on in batches while it is recorded: the new items as they
+// are inserted, then those the database had before.
+class ListingFeed {
+ public:
+  explicit ListingFeed(const ListingSink* sink) : sink_(sink) {}
+
+  // Where the next report puts a new item's entry.
+  ItemInfo* entry() { return sink_ ? &next_ : nullptr; }
+  void recorded(const ReportOutcome& outcome) {
+    if (!sink_ || !outcome.added) return;
+    // Keys only grow: every item this listing added has a key at or above its first.
+    firstAdded_ = std::min(firstAdded_, outcome.key);
+    batch_.push_back(std::move(next_));
+    next_ = {};
+    if (batch_.size() >= kBatch) flush();
+  }
+  ItemKey keysBelow() const { return firstAdded_; }
+  void finish(std::vector<ItemInfo> earlier) {
+    std::move(earlier.begin(), earlier.end(), std::back_inserter(batch_));
+    flush();
+  }
+
+ private:
+  static constexpr std::size_t kBatch = 256;
+
+  void flush() {
+    if (!batch_.empty()) (*sink_)(batch_);
+    batch_.clear();
+  }
+
+  const ListingSink* sink_;
+  ItemInfo next_;
+  std::vector<ItemInfo> batch_;
+  ItemKey firstAdded_ = kEveryKey;
+};
+
 }  // namespace
 
-void SyncEngine::ensureListed(ItemKey folder) {
+bool SyncEngine::ensureListed(ItemKey folder, const ListingSink* sink) {
   {
     Lock lock(mutex_);
-    if (store_.isListed(folder)) return;
+    if (store_.isListed(folder)) return false;
     const auto info = store_.item(folder);
     // Folders not yet on the service (or kept local) have only what was made here.
     if (!info || !info->isFolder || info->isLocal() || info->localState == LocalState::localOnly) {
-      return;
+      return false;
     }
   }
-  listFolder(folder, nullptr);
+  return listFolder(folder, nullptr, sink);
 }
 
-void SyncEngine::listFolder(ItemKey folder, std::vector<RemoteEvent>* events) {
+bool SyncEngine::listFolder(ItemKey folder, std::vector<RemoteEvent>* events,
+                            const ListingSink* sink) {
   fp::MutexLock listing(listMutex_);
   if (!events) {
     Lock lock(mutex_);
-    if (store_.isListed(folder)) return;  // someone else listed it while we waited
+    if (store_.isListed(folder)) return false;  // someone else listed it while we waited
   }
   const auto identifier = identifierOf(folder);
   auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {});
@@ -59,10 +97,12 @@ void SyncEngine::listFolder(ItemKey folder, std::vector<RemoteEvent>* events) {
   }
   Lock lock(mutex_);
   SqlTransaction transaction(store_.connection());
+  ListingFeed feed(sink);
   std::vector<ItemKey> listed;
   listed.reserve(reply.items.size());
   for (const auto& item : reply.items) {
-    const auto outcome = store_.report(*item, folder);
+    const auto outcome = store_.report(*item, folder, feed.entry());
+    feed.recorded(outcome);
     listed.push_back(outcome.key);
     if (outcome.copyDropped) contents_.drop(outcome.key);
     if (events && (outcome.added || outcome.changed)) events->push_back(eventFor(outcome, folder));
@@ -72,11 +112,13 @@ void SyncEngine::listFolder(ItemKey folder, std::vector<RemoteEvent>* events) {
   for (const auto key : store_.childrenMissingFrom(folder, listed))
     applyRemoteRemoval(key, removals);
   if (events) events->insert(events->end(), removals.begin(), removals.end());
+  if (sink) feed.finish(store_.listing(folder, feed.keysBelow()));
   store_.setListed(folder, events ? store_.anchor(folder) : fp::Bytes{});
   transaction.commit();
   // A large listing leaves its items' memory with the allocator's per-thread arenas; a host
   // that runs for days should not keep that peak.
   if (listed.size() >= kLargeListing) malloc_trim(0);
+  return true;
 }
 
 void SyncEngine::applyUpdates(ItemKey folder, const std::vector<fp::ItemPtr>& items,

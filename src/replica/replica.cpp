@@ -29,6 +29,9 @@ std::vector<ItemInfo> Replica::children(ItemKey folder) {
 std::vector<ItemInfo> Replica::listing(ItemKey folder) {
   return engine_->children(folder, true);
 }
+void Replica::listing(ItemKey folder, const ListingSink& sink) {
+  engine_->listing(folder, sink);
+}
 std::optional<ItemInfo> Replica::itemAtPath(const std::string& path) {
   return engine_->itemAtPath(path);
 }

@@ -45,6 +45,10 @@ class Replica {
   // The same with only what a directory listing shows (key, parent, name, kind, size, dates,
   // capabilities), for folders of any size.
   std::vector<ItemInfo> listing(ItemKey folder);
+  // The same in batches: a first listing hands its entries over while they are still being
+  // recorded, so that they can be shown before the last is in. `sink` may run with the
+  // replica's lock held: it must neither wait for anything nor call the replica.
+  void listing(ItemKey folder, const ListingSink& sink);
   // "Alex Morgan/Trips/Plan.txt" from the root; none when some part is missing. Lists the
   // folders on the way as needed.
   std::optional<ItemInfo> itemAtPath(const std::string& path);

@@ -170,13 +170,27 @@ std::optional<ItemInfo> SyncEngine::child(ItemKey parent, const std::string& nam
   return store_.child(parent, name);
 }
 
-std::vector<ItemInfo> SyncEngine::children(ItemKey folder, bool listingOnly) {
-  const auto info = item(folder);
+void SyncEngine::requireFolder(ItemKey key) {
+  const auto info = item(key);
   if (!info) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
   if (!info->isFolder) throw ReplicaError(ReplicaError::Kind::notFolder, "Not a folder.");
+}
+
+std::vector<ItemInfo> SyncEngine::children(ItemKey folder, bool listingOnly) {
+  requireFolder(folder);
   ensureListed(folder);
   Lock lock(mutex_);
   return listingOnly ? store_.listing(folder) : store_.children(folder);
+}
+
+void SyncEngine::listing(ItemKey folder, const ListingSink& sink) {
+  requireFolder(folder);
+  if (ensureListed(folder, &sink)) return;
+  auto entries = [&] {
+    Lock lock(mutex_);
+    return store_.listing(folder);
+  }();
+  sink(entries);
 }
 
 std::optional<ItemInfo> SyncEngine::itemAtPath(const std::string& path) {

@@ -51,6 +51,7 @@ class SyncEngine {
   std::optional<ItemInfo> item(ItemKey key);
   std::optional<ItemInfo> child(ItemKey parent, const std::string& name);
   std::vector<ItemInfo> children(ItemKey folder, bool listingOnly = false);
+  void listing(ItemKey folder, const ListingSink& sink);
   std::optional<ItemInfo> itemAtPath(const std::string& path);
   std::string pathOf(ItemKey key);
   std::string webLink(ItemKey key);
@@ -83,9 +84,14 @@ class SyncEngine {
  private:
   using Lock = fp::MutexLock;
 
+  // Throws notFound or notFolder unless `key` is a folder.
+  void requireFolder(ItemKey key);
+
   // Remote side (remote_sync.cpp)
-  void ensureListed(ItemKey folder);
-  void listFolder(ItemKey folder, std::vector<RemoteEvent>* events);
+  // Both true when they listed the folder just now, having fed its entries to `sink`.
+  bool ensureListed(ItemKey folder, const ListingSink* sink = nullptr);
+  bool listFolder(ItemKey folder, std::vector<RemoteEvent>* events,
+                  const ListingSink* sink = nullptr);
   void refreshFolders();
   void refreshWorkingSet();
   void applyUpdates(ItemKey folder, const std::vector<fp::ItemPtr>& items,

@@ -61,7 +61,9 @@ TEST_F(MountPrograms, CopiedAndUntarredTreesComeBackFromTheServiceAfterARemountW
       0);
   ASSERT_TRUE(syncWait(kUploadSeconds));
   EXPECT_EQ(unmount(), 0) << mountErrors();
+  // A new replica too: every folder is listed afresh while diff reads it.
   std::filesystem::remove_all(root() / "cache");
+  std::filesystem::remove_all(root() / "state");
   mount();
   EXPECT_EQ(sh("diff -r '" + local("tree").string() + "' '" + kDocuments + "/tree'", &output), 0)
       << output;

@@ -66,6 +66,48 @@ TEST_F(ReplicaSync, RemoteChangesReachTheReplicaAndItsObservers) {
   EXPECT_THAT(heard, Contains(HasSubstr("added ")));
 }
 
+TEST_F(ReplicaSync, AFirstListingIsHandedOverInBatchesAsItIsRecorded) {
+  auto& tree = service().tree();
+  const auto drafts = idOf("Alex Morgan/Documents/Drafts");
+  for (int n = 0; n < 600; ++n)
+    tree.addFile(drafts, "page " + std::to_string(n) + ".txt", std::string(n, 'x'));
+  // Known before the folder is listed: it arrives with its old key, not as a new item.
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  tree.move(idOf("Alex Morgan/Documents/Notes.md"), drafts);
+  const auto folder = at("Alex Morgan/Documents/Drafts").key;
+
+  std::vector<std::size_t> batches;
+  std::vector<ItemInfo> streamed;
+  const auto sink = [&](std::vector<ItemInfo>& batch) {
+    batches.push_back(batch.size());
+    streamed.insert(streamed.end(), batch.begin(), batch.end());
+  };
+  replica().listing(folder, sink);
+  EXPECT_GE(batches.size(), 3u);
+  const auto shown = [](std::vector<ItemInfo> items) {
+    std::vector<std::tuple<ItemKey, std::string, bool, std::int64_t, std::optional<fp::Date>,
+                           std::optional<fp::Date>, fp::ItemCapabilities>>
+        fields;
+    for (const auto& i : items)
+      fields.emplace_back(i.key, i.filename, i.isFolder, i.size, i.modified, i.created,
+                          i.capabilities);
+    std::sort(fields.begin(), fields.end());
+    return fields;
+  };
+  const auto recorded = replica().listing(folder);
+  EXPECT_EQ(recorded.size(), 602u);
+  EXPECT_EQ(shown(streamed), shown(recorded));
+  EXPECT_TRUE(std::any_of(recorded.begin(), recorded.end(),
+                          [&](const ItemInfo& i) { return i.key == notes.key; }));
+
+  // Listed already: the database's listing, in one batch.
+  batches.clear();
+  streamed.clear();
+  replica().listing(folder, sink);
+  EXPECT_EQ(batches, std::vector<std::size_t>{602});
+  EXPECT_EQ(shown(streamed), shown(recorded));
+}
+
 TEST_F(ReplicaSync, TheCompanionsSignalFilesAloneBringChangesIn) {
   const auto photos = at("Alex Morgan/Photos");
   replica().children(photos.key);
