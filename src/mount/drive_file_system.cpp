@@ -214,6 +214,14 @@ replica::ItemInfo DriveFileSystem::childOf(fuse_ino_t parent, const std::string&
   return *info;
 }
 
+std::shared_ptr<OpenFile> DriveFileSystem::unlinkedOpenFile(fuse_ino_t ino,
+                                                            const fuse_file_info* fi) {
+  auto open = fi ? files_.find(fi->fh) : nullptr;
+  if (!open) open = files_.anyOf(names_.resolve(ino));
+  if (!open) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  return open;
+}
+
 struct stat DriveFileSystem::attributes(const replica::ItemInfo& info) const {
   auto result = attributesOf(info, owner_, mountedAt_);
   if (const auto written = files_.writtenSize(info.key)) {
@@ -254,11 +262,8 @@ void DriveFileSystem::lookup(FuseReply& reply, fuse_ino_t parent, const std::str
 }
 
 void DriveFileSystem::getattr(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
-  auto info = replica_.item(names_.resolve(ino));
-  std::shared_ptr<OpenFile> open;
-  if (!info && fi) open = files_.find(fi->fh);
-  if (!info && !open) open = files_.anyOf(names_.resolve(ino));
-  if (!info && !open) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  const auto info = replica_.item(names_.resolve(ino));
+  const auto open = info ? nullptr : unlinkedOpenFile(ino, fi);
   auto result = attributes(info ? *info : open->info);
   // An unlinked file still open: readable until closed, linked nowhere.
   if (!info) result.st_nlink = 0;

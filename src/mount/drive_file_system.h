@@ -63,6 +63,9 @@ class DriveFileSystem {
   // The item behind an inode (after a save by rename, the original it replaced).
   replica::ItemInfo existing(fuse_ino_t ino);
   replica::ItemInfo childOf(fuse_ino_t parent, const std::string& name);
+  // The open handle of a file no longer on the drive: the request's own, else any of the
+  // inode's. Throws notFound when none is open.
+  std::shared_ptr<OpenFile> unlinkedOpenFile(fuse_ino_t ino, const fuse_file_info* fi);
   struct stat attributes(const replica::ItemInfo& info) const;
   fuse_entry_param entry(const replica::ItemInfo& info);
   fuse_entry_param entry(replica::ItemKey parent, const std::string& name,

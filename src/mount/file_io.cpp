@@ -162,9 +162,7 @@ void DriveFileSystem::truncate(const replica::ItemInfo& info, off_t size, fuse_f
 // dates go with it.
 void DriveFileSystem::setattrUnlinked(FuseReply& reply, fuse_ino_t ino, const struct stat& wanted,
                                       int toSet, fuse_file_info* fi) {
-  auto open = fi ? files_.find(fi->fh) : nullptr;
-  if (!open) open = files_.anyOf(names_.resolve(ino));
-  if (!open) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
+  const auto open = unlinkedOpenFile(ino, fi);
   if ((toSet & FUSE_SET_ATTR_SIZE) && ::ftruncate(open->fd, wanted.st_size) != 0) {
     return reply.error(errno);
   }

@@ -362,11 +362,12 @@ std::vector<ItemKey> ItemStore::erase(ItemKey key) {
 }
 
 std::vector<ItemKey> ItemStore::childrenMissingFrom(ItemKey parent,
-                                                    const std::vector<ItemKey>& keep) {
+                                                    const std::vector<ItemKey>& keep,
+                                                    ItemKey keysBelow) {
   const std::unordered_set<ItemKey> kept(keep.begin(), keep.end());
   std::vector<ItemKey> missing;
-  auto row = connection_.prepare("SELECT key, identifier FROM items WHERE parent = ?");
-  row.bind(1, parent);
+  auto row = connection_.prepare("SELECT key, identifier FROM items WHERE parent = ? AND key < ?");
+  row.bind(1, parent).bind(2, keysBelow);
   while (row.step()) {
     const auto key = static_cast<ItemKey>(row.integer(0));
     // Items not yet on the service are not in any listing.

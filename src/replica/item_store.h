@@ -74,7 +74,9 @@ class ItemStore {
   // The item and everything below it; returns their keys.
   std::vector<ItemKey> erase(ItemKey key);
   // Keys of the children of `parent` not in `keep`, for a listing that no longer has them.
-  std::vector<ItemKey> childrenMissingFrom(ItemKey parent, const std::vector<ItemKey>& keep);
+  // Only keys below `keysBelow` are looked at: those above were just listed.
+  std::vector<ItemKey> childrenMissingFrom(ItemKey parent, const std::vector<ItemKey>& keep,
+                                           ItemKey keysBelow = kEveryKey);
   void setIdentifier(ItemKey key, const std::string& identifier);
   void setPlace(ItemKey key, ItemKey parent, const std::string& name);
   void setSize(ItemKey key, std::int64_t size);

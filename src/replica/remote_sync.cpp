@@ -40,13 +40,15 @@ class ListingFeed {
   // Where the next report puts a new item's entry.
   ItemInfo* entry() { return sink_ ? &next_ : nullptr; }
   void recorded(const ReportOutcome& outcome) {
-    if (!sink_ || !outcome.added) return;
+    if (!outcome.added) return;
     // Keys only grow: every item this listing added has a key at or above its first.
     firstAdded_ = std::min(firstAdded_, outcome.key);
+    if (!sink_) return;
     batch_.push_back(std::move(next_));
     next_ = {};
     if (batch_.size() >= kBatch) flush();
   }
+  // The items the database had before: what this listing added needs no second look.
   ItemKey keysBelow() const { return firstAdded_; }
   void finish(std::vector<ItemInfo> earlier) {
     std::move(earlier.begin(), earlier.end(), std::back_inserter(batch_));
@@ -109,7 +111,7 @@ bool SyncEngine::listFolder(ItemKey folder, std::vector<RemoteEvent>* events,
   }
   reply.items.clear();
   std::vector<RemoteEvent> removals;
-  for (const auto key : store_.childrenMissingFrom(folder, listed))
+  for (const auto key : store_.childrenMissingFrom(folder, listed, feed.keysBelow()))
     applyRemoteRemoval(key, removals);
   if (events) events->insert(events->end(), removals.begin(), removals.end());
   if (sink) feed.finish(store_.listing(folder, feed.keysBelow()));
