@@ -56,6 +56,16 @@ int serve(const MountCommand& command, mount::MountLock& lock, const Report& rep
   return 0;
 }
 
+// The drive's own errors speak to the user; anything else goes to the log, not to the screen.
+std::string userText(const std::exception& error) {
+  if (dynamic_cast<const mount::MountError*>(&error) ||
+      dynamic_cast<const replica::ReplicaError*>(&error)) {
+    return error.what();
+  }
+  fp::Logger("eu.vantrel.drive", "mount").error(error.what());
+  return "the mount stopped on an unexpected error; the log has the details.";
+}
+
 // Forks; the parent waits for the child's report on a pipe and prints it.
 int serveInBackground(const MountCommand& command, mount::MountLock& lock, std::ostream& out,
                       std::ostream& err) {
@@ -100,7 +110,7 @@ int serveInBackground(const MountCommand& command, mount::MountLock& lock, std::
   try {
     std::_Exit(serve(command, lock, report, std::cout));
   } catch (const std::exception& error) {
-    report(error.what());
+    report(userText(error));
   }
   std::_Exit(1);
 }
@@ -126,7 +136,7 @@ int runMountHost(const MountCommand& command, std::ostream& out, std::ostream& e
         },
         out);
   } catch (const std::exception& error) {
-    err << "pralodrive: " << error.what() << "\n";
+    err << "pralodrive: " << userText(error) << "\n";
     return 1;
   }
 }
