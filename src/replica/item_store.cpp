@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kSchema = R"(
 CREATE TABLE IF NOT EXISTS items(
-  key INTEGER PRIMARY KEY AUTOINCREMENT,
+  key INTEGER PRIMARY KEY,
   identifier TEXT NOT NULL UNIQUE,
   parent INTEGER NOT NULL,
   filename TEXT NOT NULL,
@@ -110,6 +110,11 @@ bool isFolderItem(const fp::Item& item, const fp::ItemUserInfo& userInfo) {
   return item.contentType() == fp::UniformType::folder();
 }
 
+// Most items have no decorations: no JSON document to build for them.
+std::string decorationsText(const std::vector<std::string>& decorations) {
+  return decorations.empty() ? "[]" : nlohmann::json(decorations).dump();
+}
+
 SqlStatement& bindReported(SqlStatement& statement, const fp::Item& item,
                            const std::string& identifier, ItemKey parent,
                            const fp::ItemVersion& version, const ReportedFields& fields,
@@ -127,7 +132,7 @@ SqlStatement& bindReported(SqlStatement& statement, const fp::Item& item,
       .bind(11, version.metadataVersion)
       .bind(12, fields.mode)
       .bind(13, nlohmann::json(userInfo).dump())
-      .bind(14, nlohmann::json(item.decorations()).dump());
+      .bind(14, decorationsText(item.decorations()));
 }
 
 // What `listing` reads back of a row just inserted, without reading it.
@@ -170,9 +175,25 @@ ChangeKind changeKindFromWord(const std::string& word) {
 }
 }  // namespace
 
+const std::string kKeyFloor = "key-floor";
+
 ItemStore::ItemStore(const std::filesystem::path& file, bool readOnly)
     : connection_(file, readOnly) {
-  if (!readOnly) createSchema();
+  if (readOnly) return;
+  createSchema();
+  nextKey_ = firstUnusedKey();
+  savedFloor_ = nextKey_;
+}
+
+ItemKey ItemStore::firstUnusedKey() {
+  // Databases made before the count was kept here have SQLite's counter.
+  auto row = connection_.prepare(
+      "SELECT MAX((SELECT COALESCE(MAX(key), 0) FROM items), "
+      "COALESCE((SELECT seq FROM sqlite_sequence WHERE name = 'items'), 0), "
+      "COALESCE((SELECT CAST(CAST(value AS TEXT) AS INTEGER) FROM settings WHERE name = ?), 0))");
+  row.bind(1, kKeyFloor);
+  row.step();
+  return static_cast<ItemKey>(row.integer(0)) + 1;
 }
 
 void ItemStore::createSchema() {
@@ -264,12 +285,14 @@ ReportOutcome ItemStore::report(const fp::Item& item, ItemKey parent, ItemInfo* 
   auto insert = connection_.prepare(
       "INSERT INTO items(identifier, parent, filename, content_type, is_folder, size, modified, "
       "created, capabilities, content_version, metadata_version, sync_mode, user_info, "
-      "decorations) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14) "
-      "ON CONFLICT(identifier) DO NOTHING");
-  bindReported(insert, item, identifier, parent, version, fields, userInfo).run();
+      "decorations, key) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, "
+      "?15) ON CONFLICT(identifier) DO NOTHING");
+  bindReported(insert, item, identifier, parent, version, fields, userInfo)
+      .bind(15, nextKey_)
+      .run();
   if (connection_.changes() == 1) {
     ReportOutcome outcome;
-    outcome.key = static_cast<ItemKey>(connection_.lastInsertedRow());
+    outcome.key = nextKey_++;
     outcome.added = true;
     if (entry) *entry = listingEntry(item, outcome.key, parent, fields, userInfo);
     return outcome;
@@ -325,12 +348,13 @@ ReportOutcome ItemStore::reportKnown(const fp::Item& item, const std::string& id
 }
 
 ItemKey ItemStore::insertLocal(ItemKey parent, const std::string& name, bool isFolder) {
-  const auto provisional = "local:new-" + std::to_string(nowTicks()) + "-" + name;
+  const auto key = nextKey_;
   connection_
       .prepare(
           "INSERT INTO items(identifier, parent, filename, content_type, is_folder, "
-          "capabilities, modified, created, sync_mode) VALUES (?, ?, ?, ?, ?, ?, ?, ?, '')")
-      .bind(1, provisional)
+          "capabilities, modified, created, sync_mode, key) "
+          "VALUES (?, ?, ?, ?, ?, ?, ?, ?, '', ?)")
+      .bind(1, "local:" + std::to_string(key))
       .bind(2, parent)
       .bind(3, name)
       .bind(4, isFolder ? fp::UniformType::folder().identifier()
@@ -339,9 +363,9 @@ ItemKey ItemStore::insertLocal(ItemKey parent, const std::string& name, bool isF
       .bind(6, fp::ItemCapabilities{127})
       .bind(7, std::optional<double>(static_cast<double>(nowTicks()) / 1000.0))
       .bind(8, std::optional<double>(static_cast<double>(nowTicks()) / 1000.0))
+      .bind(9, key)
       .run();
-  const auto key = static_cast<ItemKey>(connection_.lastInsertedRow());
-  setIdentifier(key, "local:" + std::to_string(key));
+  ++nextKey_;
   return key;
 }
 
@@ -352,6 +376,12 @@ std::vector<ItemKey> ItemStore::erase(ItemKey key) {
     row.bind(1, keys[next]);
     while (row.step())
       keys.push_back(static_cast<ItemKey>(row.integer(0)));
+  }
+  // Counted from the items that remain at the next start, these keys would come back.
+  if (nextKey_ > savedFloor_) {
+    const auto floor = std::to_string(nextKey_);
+    setValue(kKeyFloor, fp::Bytes(floor.begin(), floor.end()));
+    savedFloor_ = nextKey_;
   }
   for (const auto erased : keys) {
     connection_.prepare("DELETE FROM items WHERE key = ?").bind(1, erased).run();

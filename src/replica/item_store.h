@@ -133,11 +133,19 @@ class ItemStore {
 
  private:
   void createSchema();
+  // The first key never handed out, in this process or before it.
+  ItemKey firstUnusedKey();
   ReportOutcome reportKnown(const fp::Item& item, const std::string& identifier, ItemKey parent,
                             const fp::ItemVersion& version, const ReportedFields& fields,
                             const fp::ItemUserInfo& userInfo);
 
   SqlConnection connection_;
+  // Keys are never used twice, so that an inode number the kernel still holds cannot name
+  // another item. Counted here rather than by SQLite's AUTOINCREMENT, which writes its
+  // counter at every insert.
+  ItemKey nextKey_ = kRootKey + 1;
+  // Saved in the settings: keys below it may have been used by items erased since.
+  ItemKey savedFloor_ = 0;
 };
 
 const std::string& changeKindWord(ChangeKind kind);
