@@ -203,6 +203,12 @@ void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& re
   }
   store_.setIdentifier(key, reported->itemIdentifier());
   store_.report(*reported, info.parent);
+  // The service names a new item uniquely against its trash too, so a file deleted and made
+  // again comes back as "name 2": the name given here stands, and follows as a rename.
+  if (change.kind == ChangeKind::create && reported->filename() != info.filename) {
+    store_.setPlace(key, info.parent, info.filename);
+    store_.enqueue(key, ChangeKind::modify, fp::ItemField::filename);
+  }
   const bool more = store_.hasPending(key);
   // A copy given up to a conflicted sibling is fetched again on the next read.
   if (!info.isFolder && contents_.has(key)) {

@@ -119,6 +119,27 @@ TEST_F(ReplicaSync, AKeyIsNeverGivenTwiceEvenAfterARestart) {
   EXPECT_GT(next.key, made.key) << "the kernel may still know the first key as an inode";
 }
 
+TEST_F(ReplicaSync, AFileDeletedAndMadeAgainKeepsItsName) {
+  const auto documents = at("Alex Morgan/Documents").key;
+  const auto first = replica().createFile(documents, "Again.txt");
+  write(first.key, "one");
+  drain();
+  // The service keeps the deleted file in its trash, under that name.
+  replica().remove(first.key);
+  drain();
+  const auto second = replica().createFile(documents, "Again.txt");
+  write(second.key, "two");
+  drain();
+  EXPECT_EQ(replica().item(second.key)->filename, "Again.txt");
+  EXPECT_THAT(serviceNames("Alex Morgan/Documents"), Contains("Again.txt"));
+  EXPECT_THAT(serviceNames("Alex Morgan/Documents"), ::testing::Not(Contains("Again 2.txt")));
+  for (const auto& node : service().tree().children(idOf("Alex Morgan/Documents"))) {
+    if (node.name == "Again.txt" && !node.trashedAt) {
+      EXPECT_EQ(service().tree().content(node.id), "two");
+    }
+  }
+}
+
 TEST_F(ReplicaSync, TheCompanionsSignalFilesAloneBringChangesIn) {
   const auto photos = at("Alex Morgan/Photos");
   replica().children(photos.key);
