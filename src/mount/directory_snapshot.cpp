@@ -1,16 +1,13 @@
 #include "mount/directory_snapshot.h"
 
-#include <iterator>
-
 namespace drive::mount {
 
-void DirectorySnapshot::add(std::vector<Entry> entries) {
+void DirectorySnapshot::add(const std::vector<Entry>& entries) {
   {
     fp::MutexLock lock(mutex_);
-    if (entries_.empty()) {
-      entries_ = std::move(entries);
-    } else {
-      std::move(entries.begin(), entries.end(), std::back_inserter(entries_));
+    for (const auto& entry : entries) {
+      entries_.push_back({names_.size(), entry.attributes});
+      names_.append(entry.name).push_back('\0');
     }
   }
   grown_.notify_all();
@@ -28,7 +25,8 @@ void DirectorySnapshot::visit(std::size_t first, const Visitor& visit) {
   fp::MutexLock lock(mutex_);
   lock.wait(grown_, [&]() REQUIRES(mutex_) { return finished_ || entries_.size() > first; });
   for (auto index = first; index < entries_.size(); ++index) {
-    if (!visit(index, entries_[index])) return;
+    const auto& entry = entries_[index];
+    if (!visit(index, names_.data() + entry.nameAt, entry.attributes)) return;
   }
 }
 

@@ -23,7 +23,8 @@ class DirectorySnapshot {
     struct stat attributes;
   };
   // Gets entry `index`; false when the reader has no room for it.
-  using Visitor = std::function<bool(std::size_t index, const Entry& entry)>;
+  using Visitor =
+      std::function<bool(std::size_t index, const char* name, const struct stat& attributes)>;
 
   DirectorySnapshot(replica::ItemKey self, replica::ItemKey parent)
       : self_(self), parent_(parent) {}
@@ -31,7 +32,7 @@ class DirectorySnapshot {
   replica::ItemKey self() const { return self_; }
   replica::ItemKey parent() const { return parent_; }
 
-  void add(std::vector<Entry> entries);
+  void add(const std::vector<Entry>& entries);
   // No more entries come; readers waiting for them see the end.
   void finish();
   // Visits the entries from `first` on until `visit` returns false or the listed ones run
@@ -44,7 +45,14 @@ class DirectorySnapshot {
   const replica::ItemKey parent_;
   mutable fp::Mutex mutex_;
   std::condition_variable grown_;
-  std::vector<Entry> entries_ GUARDED_BY(mutex_);
+  struct Stored {
+    std::size_t nameAt;  // in names_
+    struct stat attributes;
+  };
+  // Every name, each ended by a NUL: one block, not one allocation per entry, so that a large
+  // folder's names neither cost their own headers nor pin pages of freed memory.
+  std::string names_ GUARDED_BY(mutex_);
+  std::vector<Stored> entries_ GUARDED_BY(mutex_);
   bool finished_ GUARDED_BY(mutex_) = false;
 };
 

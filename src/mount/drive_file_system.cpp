@@ -288,7 +288,7 @@ void DriveFileSystem::opendir(FuseReply& reply, fuse_ino_t ino, fuse_file_info* 
       entries.reserve(batch.size());
       for (auto& child : batch)
         entries.push_back({std::move(child.filename), attributes(child)});
-      snapshot->add(std::move(entries));
+      snapshot->add(entries);
       answer();
     });
   } catch (const std::exception& error) {
@@ -323,9 +323,9 @@ void DriveFileSystem::readdir(FuseReply& reply, fuse_ino_t, size_t size, off_t o
     if (!add(next == 0 ? "." : "..", param, next + 1)) break;
   }
   snapshot.visit(static_cast<size_t>(std::max<off_t>(offset, 2) - 2),
-                 [&](size_t index, const DirectorySnapshot::Entry& child) {
-                   const auto param = entry(snapshot.self(), child.name, child.attributes);
-                   return add(child.name.c_str(), param, static_cast<off_t>(index) + 3);
+                 [&](size_t index, const char* name, const struct stat& attributes) {
+                   const auto param = entry(snapshot.self(), name, attributes);
+                   return add(name, param, static_cast<off_t>(index) + 3);
                  });
   reply([&](fuse_req_t r) { return fuse_reply_buf(r, buffer.data(), used); });
 }

@@ -10,9 +10,9 @@ namespace {
 std::vector<std::string> namesFrom(DirectorySnapshot& snapshot, std::size_t first,
                                    std::size_t room = 100) {
   std::vector<std::string> names;
-  snapshot.visit(first, [&](std::size_t, const DirectorySnapshot::Entry& entry) {
+  snapshot.visit(first, [&](std::size_t, const char* name, const struct stat&) {
     if (names.size() == room) return false;
-    names.push_back(entry.name);
+    names.push_back(name);
     return true;
   });
   return names;
