@@ -57,6 +57,10 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
                      std::generic_category().message(errno));
   }
   fi->keep_cache = files_.keepCache(file->key, file->info.contentVersion) ? 1 : 0;
+  // What a write-only handle writes is not read through it: copying it into the kernel's page
+  // cache on the way to the local copy only doubles the memory a large copy in fills.
+  file->uncached = (fi->flags & O_ACCMODE) == O_WRONLY;
+  fi->direct_io = file->uncached ? 1 : 0;
   fi->fh = files_.add(std::move(file));
 }
 
@@ -102,6 +106,8 @@ void DriveFileSystem::write(FuseReply& reply, const char* data, size_t size, off
   const auto file = files_.find(fi->fh);
   if (!file || !file->writable) return reply.error(EBADF);
   markWritten(*file);
+  // The next open must not keep pages cached before this write.
+  if (file->uncached) files_.dropCache(file->key);
   const auto written = ::pwrite(file->fd, data, size, offset);
   if (written < 0) return reply.error(errno);
   reply([&](fuse_req_t r) { return fuse_reply_write(r, static_cast<size_t>(written)); });

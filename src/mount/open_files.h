@@ -17,6 +17,9 @@ struct OpenFile {
   replica::ItemKey key = replica::kNoKey;
   int fd = -1;
   bool writable = false;
+  // Written past the kernel's page cache (a write-only handle): what it writes makes the
+  // pages other handles cached stale.
+  bool uncached = false;
   // Written since the contents were last handed to the replica; the replica holds the item as
   // being written meanwhile. Requests of one handle may run at once.
   std::atomic<bool> dirty = false;

@@ -172,6 +172,20 @@ TEST_F(MountSemantics, AnUnlinkedFileStaysReadableWhileOpen) {
   EXPECT_FALSE(serviceId("Alex Morgan/Documents/Notes.md"));
 }
 
+TEST_F(MountSemantics, WhatAWriteOnlyHandleWritesIsReadBackAtOnce) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  // Read twice: the second open keeps the kernel's cached pages.
+  ASSERT_EQ(drive::test_support::readText(notes).substr(0, 7), "# Notes");
+  ASSERT_EQ(drive::test_support::readText(notes).substr(0, 7), "# Notes");
+  const int writer = ::open(at(notes).c_str(), O_WRONLY);
+  ASSERT_GE(writer, 0);
+  ASSERT_EQ(::pwrite(writer, "# Minute", 8, 0), 8);
+  EXPECT_EQ(drive::test_support::readText(notes).substr(0, 8), "# Minute");
+  ::close(writer);
+  ASSERT_TRUE(syncWait());
+  EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md").value_or("").substr(0, 8), "# Minute");
+}
+
 TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
   const auto notes = drive("Alex Morgan/Documents/Notes.md");
   EXPECT_EQ(xattr(notes, "user.pralodrive.id"),
