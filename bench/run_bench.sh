@@ -285,7 +285,14 @@ mount_copy_in() {
   cp "$work/512m.bin" "$work/mnt/Bench/Uploads/Copied $copies.bin"
   uploads_sync
 }
+# Emptied before it is deleted, as the curl side's upload replaces the contents of one node:
+# otherwise each run would leave 512 MiB more in the service's trash for the next to work beside.
 discard_copy_in() {
+  local copy
+  for copy in "$work/mnt/Bench/Uploads/"Copied*.bin; do
+    [ ! -e "$copy" ] || : >"$copy"
+  done
+  uploads_sync
   rm -f "$work/mnt/Bench/Uploads/"Copied*.bin
   uploads_sync
 }
