@@ -19,6 +19,7 @@ ContentStore::ContentStore(std::filesystem::path directory) : directory_(std::mo
   // Names left by uploads that a crash interrupted; their changes are still queued.
   std::filesystem::remove_all(stagingDirectory(), error);
   std::filesystem::create_directories(stagingDirectory(), error);
+  if (!error) std::filesystem::create_directories(arrivalDirectory(), error);
   if (error) failWith("Cannot create the content store " + directory_.string(), error);
 }
 

@@ -42,6 +42,10 @@ class ContentStore {
   };
   Staged stage(ItemKey key, std::int64_t sequence);
 
+  // Where downloads are received, on the store's own file system: a delivered file then moves
+  // in by rename, never by a copy out of a /tmp that may be held in memory.
+  std::filesystem::path arrivalDirectory() const { return directory_ / "arriving"; }
+
  private:
   std::filesystem::path stagingDirectory() const { return directory_ / "uploading"; }
 

@@ -14,6 +14,15 @@ std::filesystem::path databaseFile(const ReplicaOptions& options) {
   return options.stateDirectory / "replica.db";
 }
 
+// The system gives its extension a temporary directory on the replica's volume; so does this
+// host, and it clears what a crash left there half received.
+void receiveDownloadsIn(const std::filesystem::path& directory) {
+  auto environment = *fp::Environment::current();
+  environment.temporaryDirectory = directory;
+  fp::Environment::install(std::move(environment));
+  FileProviderExtension::removeLeftovers();
+}
+
 }  // namespace
 
 SyncEngine::SyncEngine(FileProviderExtension& extension, ReplicaOptions options)
@@ -21,6 +30,7 @@ SyncEngine::SyncEngine(FileProviderExtension& extension, ReplicaOptions options)
       options_(std::move(options)),
       store_(databaseFile(options_), false),
       contents_(options_.cacheDirectory / "contents") {
+  receiveDownloadsIn(contents_.arrivalDirectory());
   store_.resumeInterrupted();
 }
 

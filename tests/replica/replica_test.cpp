@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "reference/store/tree_builder.h"
 #include "replica/replica_fixture.h"
@@ -380,6 +381,21 @@ TEST_F(ReplicaSync, ContentsAreSharedKeptOfflineAndEvicted) {
   replica().makeOnline(photos.key);
   EXPECT_FALSE(replica().item(beach.key)->downloaded);
   EXPECT_GT(replica().usage().limit, 0u);
+}
+
+TEST_F(ReplicaSync, DownloadsArriveBesideTheStoreNotInTheProcesssTemporaryDirectory) {
+  // A /tmp held in memory would cap what can be fetched and cost a copy of every file.
+  configure([&](fp::Environment& environment) {
+    environment.temporaryDirectory = root() / "no temporary directory here";
+  });
+  const auto arriving = options().cacheDirectory / "contents" / "arriving";
+  std::filesystem::create_directories(arriving);
+  std::string crashed;
+  ::close(fp::createHeldTemporary(arriving / "drive-crashed.bin", crashed));
+  const auto beach = at("Alex Morgan/Photos/Beach.jpg");
+  EXPECT_EQ(text(beach.key), service().tree().content(idOf("Alex Morgan/Photos/Beach.jpg")));
+  EXPECT_FALSE(std::filesystem::exists(crashed)) << "a download a crash cut off is cleared";
+  EXPECT_TRUE(std::filesystem::is_empty(arriving));
 }
 
 TEST_F(ReplicaSync, TheStoreDropsTheLeastRecentlyUsedCleanCopies) {
