@@ -5,11 +5,13 @@
 namespace drive::mount {
 namespace {
 
+// To the nearest microsecond: a date is a double, about a tenth of a microsecond off nowadays, so
+// the service's milliseconds and a time set to the microsecond come back as they were.
 timespec timespecOf(const std::optional<fp::Date>& date, const timespec& undated) {
   if (!date) return undated;
-  const auto since = date->time_since_epoch();
+  const auto since = std::chrono::round<std::chrono::microseconds>(date->time_since_epoch());
   const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
-  const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds);
+  const auto nanoseconds = std::chrono::nanoseconds(since - seconds);
   return {static_cast<time_t>(seconds.count()), static_cast<long>(nanoseconds.count())};
 }
 
