@@ -10,6 +10,7 @@
 
 #include "platform/platform_error.h"
 #include "platform/thread_annotations.h"
+#include "platform/upload_body.h"
 
 namespace fp {
 namespace {
@@ -132,18 +133,6 @@ size_t readHeader(char* data, size_t size, size_t count, void* user) {
   return size * count;
 }
 
-size_t readFile(char* buffer, size_t size, size_t count, void* user) {
-  auto* file = static_cast<std::FILE*>(user);
-  const size_t read = std::fread(buffer, 1, size * count, file);
-  return read == 0 && std::ferror(file) ? CURL_READFUNC_ABORT : read;
-}
-
-struct FileCloser {
-  void operator()(std::FILE* file) const {
-    if (file) std::fclose(file);
-  }
-};
-
 struct HeaderList {
   curl_slist* list = nullptr;
   ~HeaderList() { curl_slist_free_all(list); }
@@ -218,19 +207,13 @@ URLResponse URLSession::send(const URLRequest& request) {
     headers.add(name + ": " + value);
   headers.add("Expect:");  // no 100-continue round trip before uploads
 
-  std::unique_ptr<std::FILE, FileCloser> file;
+  std::optional<UploadBody> file;
   if (request.bodyFile) {
-    file.reset(std::fopen(request.bodyFile->c_str(), "rb"));
-    if (!file) {
-      throw PlatformError::withDescription(NSCocoaErrorDomain, 260,
-                                           "The file to upload could not be opened.");
-    }
-    std::error_code error;
-    const auto size = std::filesystem::file_size(*request.bodyFile, error);
+    file.emplace(*request.bodyFile);
     curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
-    curl_easy_setopt(curl, CURLOPT_READFUNCTION, readFile);
-    curl_easy_setopt(curl, CURLOPT_READDATA, file.get());
-    curl_easy_setopt(curl, CURLOPT_INFILESIZE_LARGE, error ? curl_off_t{-1} : curl_off_t(size));
+    curl_easy_setopt(curl, CURLOPT_READFUNCTION, UploadBody::read);
+    curl_easy_setopt(curl, CURLOPT_READDATA, &*file);
+    curl_easy_setopt(curl, CURLOPT_INFILESIZE_LARGE, curl_off_t(file->size()));
   } else if (request.body) {
     curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(request.body->size()));
     curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body->data());
@@ -266,6 +249,10 @@ URLResponse URLSession::send(const URLRequest& request) {
 
   const CURLcode result = curl_easy_perform(curl);
   if (transfer.failure) std::rethrow_exception(transfer.failure);
+  if (file && file->changed()) {
+    throw PlatformError::withDescription(NSURLErrorDomain, -1,
+                                         "The file changed while it was being uploaded.");
+  }
   if (result != CURLE_OK) throw transportError(result);
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &transfer.response.statusCode);
   return URLResponse{std::move(transfer.response), std::move(transfer.body)};

@@ -8,6 +8,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+
 #include "platform/platform_error.h"
 #include "support/raw_server.h"
 
@@ -116,6 +121,44 @@ TEST(URLSessionFailures, AnUploadWhoseFileCannotBeReadSaysSo) {
     EXPECT_EQ(error.code(), -1);
     EXPECT_EQ(error.localizedDescription(), "The file to upload could not be read.");
   }
+}
+
+// A file written to or cut short while it goes up: the transfer ends before its last byte, so
+// no server can take a mix of two versions, or the next request, for the announced body.
+TEST(URLSessionFailures, AnUploadWhoseFileChangesMeanwhileIsCutOff) {
+  // More than loopback's socket buffers hold, so the change comes while the upload runs.
+  constexpr std::size_t kSize = 32 << 20;
+  const auto path = std::filesystem::temp_directory_path() /
+                    ("pralodrive-upload-" + std::to_string(::getpid()) + ".bin");
+  for (const bool grows : {true, false}) {
+    std::ofstream(path).close();
+    std::filesystem::resize_file(path, kSize);
+    std::atomic<std::size_t> received{0};
+    RawServer server([&](RawServer&, int fd) {
+      if (RawServer::readHead(fd).empty()) return;
+      if (grows) {
+        std::ofstream(path, std::ios::app) << "more";
+      } else {
+        std::filesystem::resize_file(path, kSize / 2);
+      }
+      std::array<char, 1 << 16> buffer{};
+      for (ssize_t got; (got = ::recv(fd, buffer.data(), buffer.size(), 0)) > 0;)
+        received += static_cast<std::size_t>(got);
+    });
+    fp::URLSession session({});
+    fp::URLRequest request;
+    request.url = server.url();
+    request.method = "PUT";
+    request.bodyFile = path;
+    try {
+      session.send(request);
+      ADD_FAILURE() << "the upload was sent";
+    } catch (const fp::PlatformError& error) {
+      EXPECT_EQ(error.localizedDescription(), "The file changed while it was being uploaded.");
+    }
+    EXPECT_LT(received.load(), kSize) << (grows ? "grown" : "shrunk");
+  }
+  std::filesystem::remove(path);
 }
 
 // Where a successful answer's body went.
