@@ -209,12 +209,15 @@ void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& re
     store_.setPlace(key, info.parent, info.filename);
     store_.enqueue(key, ChangeKind::modify, fp::ItemField::filename);
   }
-  const bool more = store_.hasPending(key);
+  // Changed again since the upload was staged, or being written now: the copy stays ahead.
+  const bool more = store_.hasPending(key) || writers_.contains(key);
   // A copy given up to a conflicted sibling is fetched again on the next read.
   if (!info.isFolder && contents_.has(key)) {
-    store_.setCopy(key, true, contents_.sizeOf(key));
-    store_.setLocallyModified(key, more && info.locallyModified,
-                              reported->itemVersion().contentVersion);
+    const auto size = contents_.sizeOf(key);
+    const bool ahead = more && info.locallyModified;
+    store_.setCopy(key, true, size);
+    store_.setLocallyModified(key, ahead, reported->itemVersion().contentVersion);
+    if (ahead) store_.setSize(key, size);
   }
   store_.setLocalState(key, more ? LocalState::waiting : LocalState::inStep);
   // A folder made here has no other children than ours.

@@ -317,7 +317,7 @@ ReportOutcome ItemStore::reportKnown(const fp::Item& item, const std::string& id
   const bool dirtyCopy = existing.integer(8) != 0;
   outcome.contentsChanged = existing.bytes(3) != version.contentVersion;
   outcome.changed = outcome.contentsChanged || outcome.oldParent != parent ||
-                    existing.text(2) != item.filename() || existing.integer(4) != fields.size ||
+                    existing.text(2) != item.filename() || (!dirtyCopy && existing.integer(4) != fields.size) ||
                     existing.isNull(5) != !fields.modified ||
                     (fields.modified && existing.real(5) != *fields.modified) ||
                     static_cast<fp::ItemCapabilities>(existing.integer(6)) != fields.capabilities ||
@@ -330,7 +330,8 @@ ReportOutcome ItemStore::reportKnown(const fp::Item& item, const std::string& id
   }
   auto update = connection_.prepare(
       "UPDATE items SET parent = ?2, filename = CASE WHEN ?17 THEN filename ELSE ?3 END, "
-      "content_type = ?4, is_folder = ?5, size = ?6, modified = ?7, created = ?8, "
+      "content_type = ?4, is_folder = ?5, size = CASE WHEN ?19 THEN size ELSE ?6 END, "
+      "modified = ?7, created = ?8, "
       "capabilities = ?9, content_version = ?10, metadata_version = ?11, sync_mode = ?12, "
       "user_info = ?13, decorations = ?14, "
       "downloaded = CASE WHEN ?15 THEN 0 ELSE downloaded END, "
@@ -343,6 +344,8 @@ ReportOutcome ItemStore::reportKnown(const fp::Item& item, const std::string& id
       .bind(17, localChanges)
       // New contents from elsewhere come with their own date, not one a program set here.
       .bind(18, outcome.contentsChanged && !dirtyCopy)
+      // A copy written here is the item's size until it reaches the service.
+      .bind(19, dirtyCopy)
       .run();
   return outcome;
 }

@@ -178,8 +178,15 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
 
 void SyncEngine::beginWriting(ItemKey key) {
   Lock lock(mutex_);
-  // Written now: a date a program set before no longer holds.
-  if (++writers_[key] == 1) store_.stamp(key, secondsNow(), true);
+  if (++writers_[key] != 1) return;
+  SqlTransaction transaction(store_.connection());
+  // Written now: a date a program set before no longer holds, and the copy is ahead of the
+  // service, so that no report can drop it from under the writer.
+  store_.stamp(key, secondsNow(), true);
+  if (const auto info = store_.item(key); info && !info->locallyModified) {
+    store_.setLocallyModified(key, true, info->contentVersion);
+  }
+  transaction.commit();
 }
 
 void SyncEngine::endWriting(ItemKey key) {

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
+
 #include "reference/store/tree_builder.h"
 #include "replica/replica_fixture.h"
 
@@ -10,7 +12,10 @@ namespace {
 
 using reference::Fault;
 using ::testing::Contains;
+using ::testing::Each;
 using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::UnorderedElementsAre;
 
 class ReplicaSync : public test_support::ReplicaTest {
  protected:
@@ -224,6 +229,51 @@ TEST_F(ReplicaSync, AFileSavedOverAnotherDuringItsUploadLeavesOnlyTheOriginal) {
   EXPECT_FALSE(replica().child(documents.key, ".Notes.md.swp"));
   EXPECT_EQ(replica().child(documents.key, "Notes.md")->key, notes.key);
   EXPECT_EQ(text(notes.key), "saved by rename");
+}
+
+// Written again, in place as through an open handle, while its upload runs: the copy stays
+// ahead of the service with its own size, and goes up once more; nothing becomes a conflict.
+TEST_F(ReplicaSync, AFileWrittenDuringItsUploadStaysAheadAndGoesUpAgain) {
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  service().injectFault("*/content", Fault::delayed(std::chrono::milliseconds(400)), 1, "PUT");
+  write(notes.key, "first");
+  ASSERT_TRUE(eventually(
+      [&] { return replica().item(notes.key)->localState == LocalState::transferring; }, false));
+  replica().beginWriting(notes.key);
+  std::ofstream(replica().writableCopy(notes.key)) << "the second version";
+  ASSERT_TRUE(eventually(
+      [&] { return service().tree().content(idOf("Alex Morgan/Documents/Notes.md")) == "first"; },
+      false));
+  drain();
+  EXPECT_EQ(replica().item(notes.key)->size, 18);
+  replica().endWriting(notes.key);
+  replica().contentsChanged(notes.key);
+  drain();
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Notes.md")), "the second version");
+  EXPECT_THAT(serviceNames("Alex Morgan/Documents"), Each(Not(HasSubstr("conflicted"))));
+}
+
+// The service's copy changes while a program still writes the file: what it wrote is kept.
+TEST_F(ReplicaSync, ARemoteEditDuringAWriteKeepsWhatWasWritten) {
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  const auto before = text(notes.key);
+  const auto copy = replica().writableCopy(notes.key);
+  replica().beginWriting(notes.key);
+  std::ofstream(copy, std::ios::app) << " and more";
+  service().tree().writeContent(idOf("Alex Morgan/Documents/Notes.md"), "written there");
+  const auto version = replica().item(notes.key)->contentVersion;
+  ASSERT_TRUE(eventually([&] { return replica().item(notes.key)->contentVersion != version; }));
+  EXPECT_EQ(fp::readWholeFile(copy), before + " and more");
+  replica().endWriting(notes.key);
+  replica().contentsChanged(notes.key);
+  drain();
+  std::vector<std::string> contents;
+  for (const auto& name : serviceNames("Alex Morgan/Documents")) {
+    if (name.starts_with("Notes")) {
+      contents.push_back(service().tree().content(idOf("Alex Morgan/Documents/" + name)));
+    }
+  }
+  EXPECT_THAT(contents, UnorderedElementsAre("written there", before + " and more"));
 }
 
 // A program copying a large file in: nothing goes up while it writes, then the whole file once.
