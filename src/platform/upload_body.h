@@ -1,17 +1,15 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 
 namespace fp {
 
-// A file sent as a request body. What it reads is exactly the length announced at the start,
-// from a file that did not change meanwhile: a file written to during the upload would reach
-// the server torn, and one that shrank would leave the connection short of its announced
-// length. Either ends the transfer instead, as a read failure.
+// A file sent as a request body: exactly the length announced at the start, whatever happens
+// to the file meanwhile, so that the server never reads the next request as the rest of this
+// body. A file written to meanwhile goes as read (whoever writes it uploads it again); one cut
+// short of the announced length ends the transfer, as a read failure.
 class UploadBody {
  public:
   // Throws PlatformError (Cocoa 260) when the file cannot be opened.
@@ -20,19 +18,17 @@ class UploadBody {
   UploadBody(const UploadBody&) = delete;
   UploadBody& operator=(const UploadBody&) = delete;
 
-  std::uint64_t size() const { return static_cast<std::uint64_t>(opened_.st_size); }
-  // Whether the transfer ended because the file changed under it.
-  bool changed() const { return changed_; }
+  std::uint64_t size() const { return size_; }
+  // Whether the transfer ended because the file became shorter than announced.
+  bool cutShort() const { return cutShort_; }
   // libcurl's read callback; `user` is the UploadBody.
   static std::size_t read(char* buffer, std::size_t size, std::size_t count, void* user);
 
  private:
-  bool unchanged() const;
-
   int fd_ = -1;
-  struct stat opened_ {};
+  std::uint64_t size_ = 0;
   std::uint64_t sent_ = 0;
-  bool changed_ = false;
+  bool cutShort_ = false;
 };
 
 }  // namespace fp

@@ -249,7 +249,7 @@ URLResponse URLSession::send(const URLRequest& request) {
 
   const CURLcode result = curl_easy_perform(curl);
   if (transfer.failure) std::rethrow_exception(transfer.failure);
-  if (file && file->changed()) {
+  if (file && file->cutShort()) {
     throw PlatformError::withDescription(NSURLErrorDomain, -1,
                                          "The file changed while it was being uploaded.");
   }
