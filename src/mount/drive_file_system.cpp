@@ -104,9 +104,9 @@ fuse_lowlevel_ops makeOperations() {
   ops.read = [](fuse_req_t r, fuse_ino_t, size_t size, off_t off, fuse_file_info* fi) {
     handle(r, "read", [&](auto& fs, auto& reply) { fs.read(reply, size, off, fi); });
   };
-  ops.write = [](fuse_req_t r, fuse_ino_t, const char* buf, size_t size, off_t off,
+  ops.write = [](fuse_req_t r, fuse_ino_t ino, const char* buf, size_t size, off_t off,
                  fuse_file_info* fi) {
-    handle(r, "write", [&](auto& fs, auto& reply) { fs.write(reply, buf, size, off, fi); });
+    handle(r, "write", [&](auto& fs, auto& reply) { fs.write(reply, ino, buf, size, off, fi); });
   };
   ops.flush = [](fuse_req_t r, fuse_ino_t, fuse_file_info* fi) {
     handle(r, "flush", [&](auto& fs, auto& reply) { fs.flush(reply, fi); });

@@ -45,7 +45,8 @@ class DriveFileSystem {
   void open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi);
   void create(FuseReply& reply, fuse_ino_t parent, const std::string& name, fuse_file_info* fi);
   void read(FuseReply& reply, size_t size, off_t offset, fuse_file_info* fi);
-  void write(FuseReply& reply, const char* data, size_t size, off_t offset, fuse_file_info* fi);
+  void write(FuseReply& reply, fuse_ino_t ino, const char* data, size_t size, off_t offset,
+             fuse_file_info* fi);
   void flush(FuseReply& reply, fuse_file_info* fi);
   void release(FuseReply& reply, fuse_file_info* fi);
 
@@ -75,6 +76,7 @@ class DriveFileSystem {
   // Hands a handle's writes to the replica; an item removed meanwhile has nothing to hand.
   // The handle writes its item: the replica holds its contents back until handOver.
   void markWritten(OpenFile& file);
+  void changedThrough(fuse_ino_t ino, replica::ItemKey key);
   void handOver(OpenFile& file);
   void truncate(const replica::ItemInfo& info, off_t size, fuse_file_info* fi);
   void setattrUnlinked(FuseReply& reply, fuse_ino_t ino, const struct stat& wanted, int toSet,

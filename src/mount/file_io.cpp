@@ -72,6 +72,7 @@ void DriveFileSystem::open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi)
   // Linux empties a file opened read-only with O_TRUNC as well.
   if (readOnly && (fi->flags & O_TRUNC) && info.size != 0) truncate(info, 0, nullptr);
   openHandle(fi, info, fi->flags);
+  if (fi->flags & O_TRUNC) changedThrough(ino, info.key);
   reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
 }
 
@@ -101,8 +102,8 @@ void DriveFileSystem::read(FuseReply& reply, size_t size, off_t offset, fuse_fil
   });
 }
 
-void DriveFileSystem::write(FuseReply& reply, const char* data, size_t size, off_t offset,
-                            fuse_file_info* fi) {
+void DriveFileSystem::write(FuseReply& reply, fuse_ino_t ino, const char* data, size_t size,
+                            off_t offset, fuse_file_info* fi) {
   const auto file = files_.find(fi->fh);
   if (!file || !file->writable) return reply.error(EBADF);
   markWritten(*file);
@@ -110,11 +111,23 @@ void DriveFileSystem::write(FuseReply& reply, const char* data, size_t size, off
   if (file->uncached) files_.dropCache(file->key);
   const auto written = ::pwrite(file->fd, data, size, offset);
   if (written < 0) return reply.error(errno);
+  changedThrough(ino, file->key);
   reply([&](fuse_req_t r) { return fuse_reply_write(r, static_cast<size_t>(written)); });
 }
 
 void DriveFileSystem::markWritten(OpenFile& file) {
   if (!file.dirty.exchange(true)) replica_.beginWriting(file.key);
+}
+
+// A file saved over another stays known to the kernel by the new file's inode too, until the
+// kernel forgets it: what changes through one inode leaves the other's size and pages stale.
+void DriveFileSystem::changedThrough(fuse_ino_t ino, replica::ItemKey key) {
+  auto inodes = names_.aliasesOf(key);
+  if (inodes.empty()) return;
+  inodes.push_back(key);
+  for (const auto other : inodes) {
+    if (other != ino) invalidations_->stale(other);
+  }
 }
 
 void DriveFileSystem::handOver(OpenFile& file) {
@@ -203,6 +216,7 @@ void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct sta
   if (toSet & FUSE_SET_ATTR_SIZE) {
     checkOpenable(info);
     truncate(info, wanted.st_size, fi);
+    changedThrough(ino, info.key);
     info = existing(ino);
   }
   if (toSet & (FUSE_SET_ATTR_MTIME | FUSE_SET_ATTR_MTIME_NOW)) {

@@ -43,16 +43,19 @@ void InvalidationQueue::itemRemoved(replica::ItemKey parent, replica::ItemKey ke
   push({Event::Kind::removed, parent, key, false, {}});
 }
 
-void InvalidationQueue::replaced(replica::ItemKey parent, const std::string& name,
-                                 replica::ItemKey key) {
-  files_.dropCache(key);
-  push({Event::Kind::replaced, parent, key, true, name});
+void InvalidationQueue::stale(replica::ItemKey key) {
+  push({Event::Kind::stale, replica::kNoKey, key, true, {}});
 }
 
 void InvalidationQueue::push(Event event) {
   {
     fp::MutexLock lock(mutex_);
     if (stopping_ || !session_) return;
+    // A run of writes through one inode makes the same inode stale once.
+    if (event.kind == Event::Kind::stale && !events_.empty() && events_.back().kind == event.kind &&
+        events_.back().key == event.key) {
+      return;
+    }
     events_.push_back(std::move(event));
   }
   wake_.notify_one();
@@ -86,8 +89,7 @@ void InvalidationQueue::send(const Event& event) {
       if (const auto known = names_.entryOf(event.key)) entry(known->parent, known->name);
       inode(event.parent, false);
       break;
-    case Event::Kind::replaced:
-      entry(event.parent, event.name);
+    case Event::Kind::stale:
       inode(event.key, true);
       break;
   }

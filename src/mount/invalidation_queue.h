@@ -30,12 +30,12 @@ class InvalidationQueue : public replica::ReplicaObserver {
                    bool contentsChanged) override;
   void itemRemoved(replica::ItemKey parent, replica::ItemKey key) override;
 
-  // The kernel's name `name` in `parent`, and its contents of `key`, are out of date.
-  void replaced(replica::ItemKey parent, const std::string& name, replica::ItemKey key);
+  // The kernel's size and pages of inode `key` are out of date.
+  void stale(replica::ItemKey key);
 
  private:
   struct Event {
-    enum class Kind { added, changed, removed, replaced } kind;
+    enum class Kind { added, changed, removed, stale } kind;
     replica::ItemKey parent = replica::kNoKey;
     replica::ItemKey key = replica::kNoKey;
     bool contents = false;

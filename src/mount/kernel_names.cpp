@@ -36,4 +36,13 @@ replica::ItemKey KernelNames::resolve(replica::ItemKey key) const {
   return found == aliases_.end() ? key : found->second;
 }
 
+std::vector<replica::ItemKey> KernelNames::aliasesOf(replica::ItemKey key) const {
+  fp::MutexLock lock(mutex_);
+  std::vector<replica::ItemKey> aliases;
+  for (const auto& [alias, target] : aliases_) {
+    if (target == key) aliases.push_back(alias);
+  }
+  return aliases;
+}
+
 }  // namespace drive::mount

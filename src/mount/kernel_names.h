@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "platform/thread_annotations.h"
 #include "replica/item_key.h"
@@ -26,6 +27,8 @@ class KernelNames {
   // `from` is answered as `to` until the kernel forgets it.
   void alias(replica::ItemKey from, replica::ItemKey to);
   replica::ItemKey resolve(replica::ItemKey key) const;
+  // The other inodes the kernel may hold for `key`'s item: those answered as it.
+  std::vector<replica::ItemKey> aliasesOf(replica::ItemKey key) const;
 
  private:
   mutable fp::Mutex mutex_;

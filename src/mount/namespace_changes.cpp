@@ -38,8 +38,11 @@ void DriveFileSystem::renameOver(const replica::ItemInfo& source, const replica:
   replica_.replace(source.key, target.key);
   // The store's file moved with its inode: handles still writing it now write the original.
   files_.rekey(source.key, target.key);
+  // The kernel moved the new file's inode to the name, as on any disk; it stands for the
+  // original from now on, so the name is never known by two inodes whose sizes could differ.
   names_.alias(source.key, target.key);
-  invalidations_->replaced(target.parent, target.filename, target.key);
+  files_.dropCache(target.key);
+  invalidations_->stale(target.key);
 }
 
 void DriveFileSystem::rename(FuseReply& reply, fuse_ino_t parent, const std::string& name,

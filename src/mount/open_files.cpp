@@ -38,7 +38,8 @@ std::optional<std::int64_t> OpenFiles::writtenSize(replica::ItemKey key) const {
   fp::MutexLock lock(mutex_);
   for (const auto& [handle, file] : files_) {
     struct stat status {};
-    if (file->key == key && file->writable && ::fstat(file->fd, &status) == 0) {
+    if (file->key == key && file->writable && !file->superseded &&
+        ::fstat(file->fd, &status) == 0) {
       return status.st_size;
     }
   }
@@ -56,6 +57,7 @@ std::shared_ptr<OpenFile> OpenFiles::anyOf(replica::ItemKey key) const {
 void OpenFiles::rekey(replica::ItemKey from, replica::ItemKey to) {
   fp::MutexLock lock(mutex_);
   for (auto& [handle, file] : files_) {
+    if (file->key == to) file->superseded = true;
     if (file->key == from) file->key = to;
   }
   cachedVersions_.erase(to);

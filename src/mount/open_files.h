@@ -25,6 +25,8 @@ struct OpenFile {
   std::atomic<bool> dirty = false;
   // The item as it was opened, for fstat after an unlink.
   replica::ItemInfo info;
+  // Opened on contents another file was saved over since: its descriptor holds the old ones.
+  bool superseded = false;
 };
 
 // The open files of the mount, by the handle the kernel holds. Each file's descriptor is
@@ -41,7 +43,8 @@ class OpenFiles {
   std::optional<std::int64_t> writtenSize(replica::ItemKey key) const;
   // Any handle of the item, for an item that is gone from the drive but still open.
   std::shared_ptr<OpenFile> anyOf(replica::ItemKey key) const;
-  // Handles of `from` now write `to` (a file saved by rename over another).
+  // Handles of `from` now write `to` (a file saved by rename over another); those `to` had
+  // hold its old contents.
   void rekey(replica::ItemKey from, replica::ItemKey to);
   void forEach(const std::function<void(OpenFile&)>& visit);
 

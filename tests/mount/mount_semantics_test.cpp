@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "mount/mount_fixture.h"
 #include "support/test_files.h"
@@ -103,6 +105,39 @@ TEST_F(MountSemantics, RenameFlagsAndEditorsRenameOver) {
   EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md"), "new notes\nmore\n");
   EXPECT_EQ(serviceId("Alex Morgan/Documents/Notes.md"), id);
   EXPECT_FALSE(serviceId("Alex Morgan/Documents/Fresh.md"));
+}
+
+// Saved by rename, then written in place at once, as an editor's save followed by a program
+// that appends: the name and every handle show one size.
+TEST_F(MountSemantics, AFileSavedOverAnotherAndWrittenAtOnceHasOneSize) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  const auto saved = notes.parent_path() / "Notes.md.tmp";
+  std::string mismatch;
+  std::vector<int> handles;
+  for (int round = 0; round < 30 && mismatch.empty(); ++round) {
+    for (const int fd : std::exchange(handles, {}))
+      ::close(fd);
+    drive::test_support::writeText(saved, std::string(1000 + round, 's'));
+    if (::rename(at(saved).c_str(), at(notes).c_str()) != 0) mismatch = "rename failed";
+    for (const int flags : {O_RDWR, O_WRONLY, O_RDONLY})
+      handles.push_back(::open(at(notes).c_str(), flags));
+    for (int write = 0; write < 4 && mismatch.empty(); ++write) {
+      const off_t end = 5000 * (write + 1) + round;
+      struct stat byName {
+      }, byHandle{};
+      if (::pwrite(handles[write % 2], "x", 1, end - 1) != 1 ||
+          ::stat(at(notes).c_str(), &byName) != 0 || ::fstat(handles[2], &byHandle) != 0 ||
+          byName.st_size != end || byHandle.st_size != end) {
+        mismatch = "round " + std::to_string(round) + ": " + std::to_string(byName.st_size) +
+                   " by name, " + std::to_string(byHandle.st_size) + " by handle, not " +
+                   std::to_string(end);
+      }
+    }
+  }
+  // Closed before any check fails: an open file would keep the mount from ending.
+  for (const int fd : handles)
+    ::close(fd);
+  EXPECT_EQ(mismatch, "");
 }
 
 TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
