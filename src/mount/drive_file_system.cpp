@@ -224,6 +224,7 @@ std::shared_ptr<OpenFile> DriveFileSystem::unlinkedOpenFile(fuse_ino_t ino,
 
 struct stat DriveFileSystem::attributes(const replica::ItemInfo& info) const {
   auto result = attributesOf(info, owner_, mountedAt_);
+  if (const auto accessed = accessed_.of(info.key)) result.st_atim = *accessed;
   if (const auto written = files_.writtenSize(info.key)) {
     result.st_size = *written;
     result.st_blocks = (*written + 511) / 512;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "mount/access_times.h"
 #include "mount/file_attributes.h"
 #include "mount/fuse_reply.h"
 #include "mount/invalidation_queue.h"
@@ -89,6 +90,7 @@ class DriveFileSystem {
   timespec mountedAt_{};
   KernelNames names_;
   OpenFiles files_;
+  AccessTimes accessed_;
   std::shared_ptr<InvalidationQueue> invalidations_;
 };
 

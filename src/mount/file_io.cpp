@@ -230,6 +230,13 @@ void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct sta
     replica_.setModified(info.key, when);
     info = existing(ino);
   }
+  if (toSet & FUSE_SET_ATTR_ATIME_NOW) {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    accessed_.set(info.key, now);
+  } else if (toSet & FUSE_SET_ATTR_ATIME) {
+    accessed_.set(info.key, wanted.st_atim);
+  }
   // Other mode bits stay the drive's own, as on file systems without them.
   const auto result = attributes(info);
   reply([&](fuse_req_t r) { return fuse_reply_attr(r, &result, kCacheTimeout); });

@@ -181,6 +181,14 @@ TEST_F(MountSemantics, NamesAndDatesFollowLinux) {
   ASSERT_EQ(::utimensat(AT_FDCWD, at(notes).c_str(), precise, 0), 0);
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
   EXPECT_EQ(status.st_mtim.tv_nsec, 987000000);
+  // An access time set stays apart from the modification time, each left alone by the other.
+  const timespec accessed[2] = {{1600000000, 500000000}, {0, UTIME_OMIT}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, at(notes).c_str(), accessed, 0), 0);
+  ASSERT_EQ(::utimensat(AT_FDCWD, at(notes).c_str(), precise, 0), 0);
+  ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
+  EXPECT_EQ(status.st_atim.tv_sec, 1600000000);
+  EXPECT_EQ(status.st_atim.tv_nsec, 500000000);
+  EXPECT_EQ(status.st_mtim.tv_sec, 1700000000);
   ASSERT_EQ(::truncate(at(notes).c_str(), 2), 0);
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
   EXPECT_GE(status.st_mtime, before);
