@@ -1,4 +1,5 @@
 #include "platform/blocking_calls.h"
+#include "platform/scope_exit.h"
 #include "replica/sync_engine.h"
 #include "replica/transfer_progress.h"
 
@@ -68,15 +69,16 @@ std::filesystem::path SyncEngine::fetch(ItemKey key, const ItemInfo& info) {
   TransferProgress progress(options_.progressFd, "Downloading", info.filename, info.size);
   auto reply = calls::fetchContents(extension_, info.identifier);
   if (reply.error) throw providerError(*reply.error);
+  // Whatever happens next, the delivered file is moved in or goes.
+  const fp::ScopeExit discard([&] {
+    std::error_code error;
+    std::filesystem::remove(*reply.url, error);
+  });
   Lock lock(mutex_);
   const auto current = store_.item(key);
   if (!current) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");
-  if (current->locallyModified) {
-    // Written here while the download ran: the local contents win.
-    std::error_code error;
-    std::filesystem::remove(*reply.url, error);
-    return contents_.pathOf(key);
-  }
+  // Written here while the download ran: the local contents win.
+  if (current->locallyModified) return contents_.pathOf(key);
   SqlTransaction transaction(store_.connection());
   contents_.adopt(*reply.url, key);
   store_.report(*reply.item, current->parent);

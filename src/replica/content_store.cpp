@@ -16,10 +16,13 @@ namespace {
 
 ContentStore::ContentStore(std::filesystem::path directory) : directory_(std::move(directory)) {
   std::error_code error;
-  // Names left by uploads that a crash interrupted; their changes are still queued.
-  std::filesystem::remove_all(stagingDirectory(), error);
-  std::filesystem::create_directories(stagingDirectory(), error);
-  if (!error) std::filesystem::create_directories(arrivalDirectory(), error);
+  // Names left by uploads that a crash interrupted (their changes are still queued), and
+  // downloads it cut off or never moved in (fetched again when read).
+  for (const auto& left : {stagingDirectory(), arrivalDirectory()}) {
+    std::filesystem::remove_all(left, error);
+    std::filesystem::create_directories(left, error);
+    if (error) break;
+  }
   if (error) failWith("Cannot create the content store " + directory_.string(), error);
 }
 

@@ -317,7 +317,8 @@ ReportOutcome ItemStore::reportKnown(const fp::Item& item, const std::string& id
   const bool dirtyCopy = existing.integer(8) != 0;
   outcome.contentsChanged = existing.bytes(3) != version.contentVersion;
   outcome.changed = outcome.contentsChanged || outcome.oldParent != parent ||
-                    existing.text(2) != item.filename() || (!dirtyCopy && existing.integer(4) != fields.size) ||
+                    existing.text(2) != item.filename() ||
+                    (!dirtyCopy && existing.integer(4) != fields.size) ||
                     existing.isNull(5) != !fields.modified ||
                     (fields.modified && existing.real(5) != *fields.modified) ||
                     static_cast<fp::ItemCapabilities>(existing.integer(6)) != fields.capabilities ||

@@ -93,6 +93,9 @@ void SyncEngine::contentsChanged(ItemKey key) {
 void SyncEngine::markContentsChanged(ItemKey key) {
   const auto info = existing(key);
   if (info.isFolder) throw ReplicaError(ReplicaError::Kind::isFolder, "This is a folder.");
+  // The copy went to a conflicted sibling while a handle had it open: what that handle wrote
+  // went with it, and an empty file must not go up in its place.
+  if (!contents_.has(key)) return;
   const auto size = contents_.sizeOf(key);
   store_.setCopy(key, true, size);
   store_.setSize(key, size);
@@ -178,15 +181,21 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
 
 void SyncEngine::beginWriting(ItemKey key) {
   Lock lock(mutex_);
-  if (++writers_[key] != 1) return;
-  SqlTransaction transaction(store_.connection());
-  // Written now: a date a program set before no longer holds, and the copy is ahead of the
-  // service, so that no report can drop it from under the writer.
-  store_.stamp(key, secondsNow(), true);
-  if (const auto info = store_.item(key); info && !info->locallyModified) {
-    store_.setLocallyModified(key, true, info->contentVersion);
+  if (const auto writing = writers_.find(key); writing != writers_.end()) {
+    ++writing->second;
+    return;
   }
-  transaction.commit();
+  // A file removed while open is still written, with nothing left to tell.
+  if (const auto info = store_.item(key); info && !store_.isRemoved(key)) {
+    SqlTransaction transaction(store_.connection());
+    // Written now: a date a program set before no longer holds. The change is queued at once
+    // and held back until the writing ends, so that no report drops the copy from under the
+    // writer and a crash meanwhile still sends what was written.
+    store_.stamp(key, secondsNow(), true);
+    markContentsChanged(key);
+    transaction.commit();
+  }
+  writers_[key] = 1;
 }
 
 void SyncEngine::endWriting(ItemKey key) {

@@ -15,12 +15,11 @@ std::filesystem::path databaseFile(const ReplicaOptions& options) {
 }
 
 // The system gives its extension a temporary directory on the replica's volume; so does this
-// host, and it clears what a crash left there half received.
+// host.
 void receiveDownloadsIn(const std::filesystem::path& directory) {
   auto environment = *fp::Environment::current();
   environment.temporaryDirectory = directory;
   fp::Environment::install(std::move(environment));
-  FileProviderExtension::removeLeftovers();
 }
 
 }  // namespace

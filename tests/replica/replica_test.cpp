@@ -244,13 +244,29 @@ TEST_F(ReplicaSync, AFileWrittenDuringItsUploadStaysAheadAndGoesUpAgain) {
   ASSERT_TRUE(eventually(
       [&] { return service().tree().content(idOf("Alex Morgan/Documents/Notes.md")) == "first"; },
       false));
-  drain();
+  // Settled, with the writing still going on: its change waits, and the size is the copy's.
+  ASSERT_TRUE(eventually(
+      [&] { return replica().item(notes.key)->contentVersion != notes.contentVersion; }, false));
   EXPECT_EQ(replica().item(notes.key)->size, 18);
-  replica().endWriting(notes.key);
+  EXPECT_EQ(replica().item(notes.key)->localState, LocalState::waiting);
   replica().contentsChanged(notes.key);
+  replica().endWriting(notes.key);
   drain();
   EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Notes.md")), "the second version");
   EXPECT_THAT(serviceNames("Alex Morgan/Documents"), Each(Not(HasSubstr("conflicted"))));
+}
+
+// The host ends (a crash, a kill) while a program still writes a file: what was written goes
+// up at the next start.
+TEST_F(ReplicaSync, AFileStillWrittenWhenTheHostEndsGoesUpAtTheNextStart) {
+  const auto notes = at("Alex Morgan/Documents/Notes.md");
+  text(notes.key);
+  replica().beginWriting(notes.key);
+  std::ofstream(replica().writableCopy(notes.key)) << "written before the end";
+  restart();
+  drain();
+  EXPECT_EQ(service().tree().content(idOf("Alex Morgan/Documents/Notes.md")),
+            "written before the end");
 }
 
 // The service's copy changes while a program still writes the file: what it wrote is kept.
@@ -264,8 +280,8 @@ TEST_F(ReplicaSync, ARemoteEditDuringAWriteKeepsWhatWasWritten) {
   const auto version = replica().item(notes.key)->contentVersion;
   ASSERT_TRUE(eventually([&] { return replica().item(notes.key)->contentVersion != version; }));
   EXPECT_EQ(fp::readWholeFile(copy), before + " and more");
-  replica().endWriting(notes.key);
   replica().contentsChanged(notes.key);
+  replica().endWriting(notes.key);
   drain();
   std::vector<std::string> contents;
   for (const auto& name : serviceNames("Alex Morgan/Documents")) {
