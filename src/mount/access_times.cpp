@@ -14,4 +14,9 @@ std::optional<timespec> AccessTimes::of(replica::ItemKey key) const {
   return found->second;
 }
 
+void AccessTimes::forget(replica::ItemKey key) {
+  fp::MutexLock lock(mutex_);
+  times_.erase(key);
+}
+
 }  // namespace drive::mount

@@ -16,6 +16,7 @@ class AccessTimes {
  public:
   void set(replica::ItemKey key, const timespec& when);
   std::optional<timespec> of(replica::ItemKey key) const;
+  void forget(replica::ItemKey key);
 
  private:
   mutable fp::Mutex mutex_;

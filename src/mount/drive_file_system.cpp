@@ -67,6 +67,16 @@ fuse_lowlevel_ops makeOperations() {
     conn->max_write = 1 << 20;
     conn->max_readahead = 1 << 20;
   };
+  // The kernel dropped these inodes: what it was told of them, and whom they stood for, goes.
+  ops.forget = [](fuse_req_t r, fuse_ino_t ino, uint64_t) {
+    fileSystemOf(r).forget(ino);
+    fuse_reply_none(r);
+  };
+  ops.forget_multi = [](fuse_req_t r, size_t count, fuse_forget_data* inodes) {
+    for (size_t index = 0; index < count; ++index)
+      fileSystemOf(r).forget(inodes[index].ino);
+    fuse_reply_none(r);
+  };
   ops.lookup = [](fuse_req_t r, fuse_ino_t parent, const char* name) {
     handleNamed(r, "lookup", name, false,
                 [&](auto& fs, auto& reply) { fs.lookup(reply, parent, name); });

@@ -31,6 +31,8 @@ class DriveFileSystem {
   InvalidationQueue& invalidations() { return *invalidations_; }
   // Hands every write not yet handed over to the replica (before an unmount).
   void flushOpenFiles();
+  // The kernel no longer holds the inode (it answers no request).
+  void forget(fuse_ino_t ino) { names_.forget(ino); }
 
   // --- Requests, each answering `reply` exactly once (the guard sees to that on a throw).
   void lookup(FuseReply& reply, fuse_ino_t parent, const std::string& name);

@@ -9,9 +9,15 @@ namespace {
 // the service's milliseconds and a time set to the microsecond come back as they were.
 timespec timespecOf(const std::optional<fp::Date>& date, const timespec& undated) {
   if (!date) return undated;
-  const auto since = std::chrono::round<std::chrono::microseconds>(date->time_since_epoch());
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
-  const auto nanoseconds = std::chrono::nanoseconds(since - seconds);
+  const auto since = date->time_since_epoch();
+  auto seconds = std::chrono::floor<std::chrono::seconds>(since);
+  // Only the fraction is rounded: a date far from now would overflow in microseconds.
+  auto micros = std::chrono::round<std::chrono::microseconds>(since - seconds);
+  if (micros >= std::chrono::seconds(1)) {
+    seconds += std::chrono::seconds(1);
+    micros = {};
+  }
+  const auto nanoseconds = std::chrono::nanoseconds(micros);
   return {static_cast<time_t>(seconds.count()), static_cast<long>(nanoseconds.count())};
 }
 

@@ -8,6 +8,7 @@
 
 #include "mount/drive_file_system.h"
 #include "mount/mount_log.h"
+#include "platform/scope_exit.h"
 
 namespace drive::mount {
 namespace {
@@ -132,7 +133,9 @@ void DriveFileSystem::changedThrough(fuse_ino_t ino, replica::ItemKey key) {
 
 void DriveFileSystem::handOver(OpenFile& file) {
   if (!file.dirty.exchange(false)) return;
-  replica_.endWriting(file.key);
+  // The writing ends only once the change is queued: no upload may settle in between and take
+  // the copy for clean.
+  const fp::ScopeExit ended([&] { replica_.endWriting(file.key); });
   try {
     replica_.contentsChanged(file.key);
   } catch (const ReplicaError& error) {
@@ -170,10 +173,8 @@ void DriveFileSystem::truncate(const replica::ItemInfo& info, off_t size, fuse_f
   }
   const auto path = replica_.writableCopy(info.key);
   replica_.beginWriting(info.key);
-  const int result = ::truncate(path.c_str(), size);
-  const int error = errno;
-  replica_.endWriting(info.key);
-  if (result != 0) throw std::system_error(error, std::generic_category());
+  const fp::ScopeExit ended([&] { replica_.endWriting(info.key); });
+  if (::truncate(path.c_str(), size) != 0) throw std::system_error(errno, std::generic_category());
   replica_.contentsChanged(info.key);
 }
 

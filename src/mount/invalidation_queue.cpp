@@ -1,5 +1,7 @@
 #include "mount/invalidation_queue.h"
 
+#include <algorithm>
+
 namespace drive::mount {
 
 InvalidationQueue::InvalidationQueue(replica::Replica& replica, KernelNames& names,
@@ -51,9 +53,11 @@ void InvalidationQueue::push(Event event) {
   {
     fp::MutexLock lock(mutex_);
     if (stopping_ || !session_) return;
-    // A run of writes through one inode makes the same inode stale once.
-    if (event.kind == Event::Kind::stale && !events_.empty() && events_.back().kind == event.kind &&
-        events_.back().key == event.key) {
+    // A run of writes makes an inode stale once.
+    if (event.kind == Event::Kind::stale &&
+        std::any_of(events_.begin(), events_.end(), [&](const Event& waiting) {
+          return waiting.kind == event.kind && waiting.key == event.key;
+        })) {
       return;
     }
     events_.push_back(std::move(event));
@@ -90,7 +94,7 @@ void InvalidationQueue::send(const Event& event) {
       inode(event.parent, false);
       break;
     case Event::Kind::stale:
-      inode(event.key, true);
+      fuse_lowlevel_notify_inval_inode(session_, event.key, 0, 0);
       break;
   }
 }
@@ -113,6 +117,9 @@ void InvalidationQueue::entry(replica::ItemKey parent, const std::string& name) 
 
 void InvalidationQueue::inode(replica::ItemKey key, bool contents) {
   fuse_lowlevel_notify_inval_inode(session_, key, contents ? 0 : -1, 0);
+  // A file saved by rename is also the inode the kernel moved to its name.
+  for (const auto alias : names_.aliasesOf(key))
+    fuse_lowlevel_notify_inval_inode(session_, alias, contents ? 0 : -1, 0);
 }
 
 }  // namespace drive::mount

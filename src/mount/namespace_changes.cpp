@@ -30,12 +30,14 @@ void DriveFileSystem::unlink(FuseReply& reply, fuse_ino_t parent, const std::str
   // A folder never listed may still hold items on the service.
   if (folder && !replica_.children(info.key).empty()) return reply.error(ENOTEMPTY);
   replica_.remove(info.key);
+  accessed_.forget(info.key);
   reply.error(0);
 }
 
 void DriveFileSystem::renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target) {
   require(target.may(fp::ItemCapability::writing), target.filename + " is read-only.");
   replica_.replace(source.key, target.key);
+  accessed_.forget(source.key);
   // The store's file moved with its inode: handles still writing it now write the original.
   files_.rekey(source.key, target.key);
   // The kernel moved the new file's inode to the name, as on any disk; it stands for the

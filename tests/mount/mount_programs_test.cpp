@@ -148,6 +148,10 @@ TEST_F(MountPrograms, EditorSavesKeepTheItemAndReachTheService) {
     saved("vim\n");
   }
   EXPECT_FALSE(std::filesystem::exists(drive(path + ".new")));
+  // A change on the service later reaches the name a save by rename left.
+  service().tree().writeContent(*id, "changed on the web\n");
+  EXPECT_TRUE(eventually(
+      [&] { return drive::test_support::readText(drive(path)) == "changed on the web\n"; }));
 }
 
 TEST_F(MountPrograms, AChangeOnTheServiceShowsUpWithoutARemount) {
