@@ -43,6 +43,9 @@ int openOrThrow(const std::filesystem::path& path, int flags) {
 
 void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& opened, int flags) {
   const bool writable = (flags & O_ACCMODE) != O_RDONLY;
+  // Held before it is fetched, so that nothing drops the copy between its fetch and its open.
+  replica_.holdCopy(opened.key);
+  fp::ScopeExit unheld([&] { replica_.releaseCopy(opened.key); });
   const auto path = writable ? replica_.writableCopy(opened.key) : replica_.contents(opened.key);
   auto file = std::make_shared<OpenFile>();
   file->key = opened.key;
@@ -63,6 +66,7 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
   file->uncached = (fi->flags & O_ACCMODE) == O_WRONLY;
   fi->direct_io = file->uncached ? 1 : 0;
   fi->fh = files_.add(std::move(file));
+  unheld.release();
 }
 
 void DriveFileSystem::open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
@@ -156,6 +160,7 @@ void DriveFileSystem::release(FuseReply& reply, fuse_file_info* fi) {
     ::close(file->fd);
     file->fd = -1;
     handOver(*file);
+    replica_.releaseCopy(file->key);
   }
   reply.error(0);
 }

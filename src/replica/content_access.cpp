@@ -97,7 +97,7 @@ void SyncEngine::evictOverLimit(ItemKey keep) {
   if (used <= options_.storeLimit) return;
   for (const auto& [key, bytes] : store_.evictable()) {
     if (used <= options_.storeLimit) break;
-    if (key == keep) continue;
+    if (key == keep || holders_.contains(key)) continue;
     contents_.drop(key);
     store_.setCopy(key, false, 0);
     used -= static_cast<std::uint64_t>(bytes);
@@ -106,7 +106,7 @@ void SyncEngine::evictOverLimit(ItemKey keep) {
 
 void SyncEngine::dropCleanCopy(ItemKey key) {
   const auto info = store_.item(key);
-  if (!info || info->locallyModified || info->isLocal()) return;
+  if (!info || info->locallyModified || info->isLocal() || holders_.contains(key)) return;
   contents_.drop(key);
   store_.setCopy(key, false, 0);
 }

@@ -165,6 +165,7 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
     contents_.transfer(source, target);
     // Whoever still writes the new file now writes the original.
     if (const auto writing = writers_.extract(source)) writers_[target] += writing.mapped();
+    if (const auto holding = holders_.extract(source)) holders_[target] += holding.mapped();
     // The date a program gave the new file (rsync does) goes with its contents.
     store_.setLocalModified(target, store_.localModified(source));
     markRemoved(source);
@@ -205,6 +206,17 @@ void SyncEngine::endWriting(ItemKey key) {
     if (found != writers_.end() && --found->second <= 0) writers_.erase(found);
   }
   wake();
+}
+
+void SyncEngine::holdCopy(ItemKey key) {
+  Lock lock(mutex_);
+  ++holders_[key];
+}
+
+void SyncEngine::releaseCopy(ItemKey key) {
+  Lock lock(mutex_);
+  const auto found = holders_.find(key);
+  if (found != holders_.end() && --found->second <= 0) holders_.erase(found);
 }
 
 void SyncEngine::setReadOnlyHere(ItemKey key, bool readOnly) {

@@ -85,6 +85,12 @@ void Replica::beginWriting(ItemKey key) {
 void Replica::endWriting(ItemKey key) {
   engine_->endWriting(key);
 }
+void Replica::holdCopy(ItemKey key) {
+  engine_->holdCopy(key);
+}
+void Replica::releaseCopy(ItemKey key) {
+  engine_->releaseCopy(key);
+}
 
 void Replica::keepOffline(ItemKey key) {
   engine_->keepOffline(key);

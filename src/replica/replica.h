@@ -90,6 +90,10 @@ class Replica {
   // between. Calls pair up; the count goes with the contents to the target of a replace.
   void beginWriting(ItemKey key);
   void endWriting(ItemKey key);
+  // A program has the item's copy open from now until releaseCopy: neither the store's limit
+  // nor the online action drops it meanwhile. Calls pair up, and follow a replace as above.
+  void holdCopy(ItemKey key);
+  void releaseCopy(ItemKey key);
 
   // --- Actions
   // The provider's keep-offline action, then every file below kept downloaded.

@@ -80,6 +80,8 @@ class SyncEngine {
   void remove(ItemKey key);
   void beginWriting(ItemKey key);
   void endWriting(ItemKey key);
+  void holdCopy(ItemKey key);
+  void releaseCopy(ItemKey key);
 
  private:
   using Lock = fp::MutexLock;
@@ -149,6 +151,9 @@ class SyncEngine {
   // Items a program is writing right now, by the number of its writers: their contents wait
   // until the writing stops, so that no half-written file goes up.
   std::map<ItemKey, int> writers_ GUARDED_BY(mutex_);
+  // Items whose copy a program has open, by the number of its handles: that copy stays, or what
+  // they write next would go to a file no longer in the store.
+  std::map<ItemKey, int> holders_ GUARDED_BY(mutex_);
 
   fp::Mutex fetchMutex_;
   std::map<ItemKey, std::shared_future<std::filesystem::path>> fetches_ GUARDED_BY(fetchMutex_);

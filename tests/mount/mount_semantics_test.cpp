@@ -234,6 +234,21 @@ TEST_F(MountSemantics, WhatAWriteOnlyHandleWritesIsReadBackAtOnce) {
   EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md").value_or("").substr(0, 8), "# Minute");
 }
 
+TEST_F(MountSemantics, AFileOpenThroughTheOnlineActionKeepsWhatIsWrittenAfter) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  const int handle = ::open(at(notes).c_str(), O_RDWR);
+  ASSERT_GE(handle, 0);
+  const std::string online = "online";
+  const int acted = ::setxattr(at(drive("Alex Morgan/Documents")).c_str(), "user.pralodrive.action",
+                               online.data(), online.size(), 0);
+  const auto written = ::pwrite(handle, "# Kept", 6, 0);
+  ::close(handle);
+  ASSERT_EQ(acted, 0);
+  ASSERT_EQ(written, 6);
+  ASSERT_TRUE(syncWait());
+  EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md").value_or("").substr(0, 6), "# Kept");
+}
+
 TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
   const auto notes = drive("Alex Morgan/Documents/Notes.md");
   EXPECT_EQ(xattr(notes, "user.pralodrive.id"),
