@@ -36,6 +36,8 @@ void DriveFileSystem::unlink(FuseReply& reply, fuse_ino_t parent, const std::str
 
 void DriveFileSystem::renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target) {
   require(target.may(fp::ItemCapability::writing), target.filename + " is read-only.");
+  // The new file's own item goes, its contents living on in the original.
+  require(source.may(fp::ItemCapability::deleting), source.filename + " cannot be moved.");
   replica_.replace(source.key, target.key);
   accessed_.forget(source.key);
   // The store's file moved with its inode: handles still writing it now write the original.
@@ -64,15 +66,18 @@ void DriveFileSystem::rename(FuseReply& reply, fuse_ino_t parent, const std::str
     renameOver(source, *target);
     return reply.error(0);
   }
+  // Every refusal comes before anything changes, as a failed rename changes nothing.
+  require(newName == source.filename || source.may(fp::ItemCapability::renaming),
+          source.filename + " cannot be renamed.");
+  if (folder.key != source.parent) {
+    require(source.may(fp::ItemCapability::reparenting), source.filename + " cannot be moved.");
+    require(folder.may(fp::ItemCapability::writing), folder.filename + " is read-only.");
+  }
   if (target) {
     require(target->may(fp::ItemCapability::deleting), target->filename + " cannot be deleted.");
     if (!replica_.children(target->key).empty()) return reply.error(ENOTEMPTY);
     replica_.remove(target->key);
   }
-  require(newName == source.filename || source.may(fp::ItemCapability::renaming),
-          source.filename + " cannot be renamed.");
-  require(folder.key == source.parent || source.may(fp::ItemCapability::reparenting),
-          source.filename + " cannot be moved.");
   const auto moved = replica_.rename(source.key, folder.key, newName);
   names_.told(moved.key, moved.parent, moved.filename);
   reply.error(0);

@@ -81,6 +81,17 @@ TEST_F(MountSemantics, RefusalsAreEaccesAndKnownFromTheModes) {
   EXPECT_EQ(failure(::open(at(drive("Alex Morgan/Launch Scene.vtrscene")).c_str(), O_RDONLY)),
             EACCES);
   EXPECT_EQ(drive::test_support::readText(readme).empty(), false);
+  // A rename is refused whole: into a read-only folder, or taking a read-only item away.
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  const auto empty = drive("Alex Morgan/Empty");
+  ASSERT_TRUE(std::filesystem::create_directory(empty));
+  EXPECT_EQ(failure(::rename(at(notes).c_str(), at(drive("Client Showcase/Notes.md")).c_str())),
+            EACCES);
+  EXPECT_EQ(failure(::rename(at(readme).c_str(), at(notes).c_str())), EACCES);
+  EXPECT_EQ(failure(::rename(at(drive("Client Showcase/Deliverables")).c_str(), at(empty).c_str())),
+            EACCES);
+  EXPECT_TRUE(std::filesystem::is_directory(empty));
+  EXPECT_EQ(drive::test_support::readText(notes).substr(0, 7), "# Notes");
 }
 
 TEST_F(MountSemantics, RenameFlagsAndEditorsRenameOver) {
