@@ -166,7 +166,10 @@ fuse_lowlevel_ops makeOperations() {
   // What a cloud drive has no notion of, refused as file systems without it do.
   ops.link = [](fuse_req_t r, fuse_ino_t, fuse_ino_t, const char*) { answerErrno(r, EPERM); };
   ops.symlink = [](fuse_req_t r, const char*, fuse_ino_t, const char*) { answerErrno(r, EPERM); };
-  ops.mknod = [](fuse_req_t r, fuse_ino_t, const char*, mode_t, dev_t) { answerErrno(r, EPERM); };
+  ops.mknod = [](fuse_req_t r, fuse_ino_t parent, const char* name, mode_t mode, dev_t) {
+    handleNamed(r, "mknod", name, true,
+                [&](auto& fs, auto& reply) { fs.mknod(reply, parent, name, mode); });
+  };
   return ops;
 }
 

@@ -54,6 +54,7 @@ class DriveFileSystem {
   void release(FuseReply& reply, fuse_file_info* fi);
 
   void mkdir(FuseReply& reply, fuse_ino_t parent, const std::string& name);
+  void mknod(FuseReply& reply, fuse_ino_t parent, const std::string& name, mode_t mode);
   void unlink(FuseReply& reply, fuse_ino_t parent, const std::string& name, bool folder);
   void rename(FuseReply& reply, fuse_ino_t parent, const std::string& name, fuse_ino_t newParent,
               const std::string& newName, unsigned int flags);

@@ -1,4 +1,5 @@
 #include <linux/fs.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 
@@ -19,6 +20,15 @@ void DriveFileSystem::mkdir(FuseReply& reply, fuse_ino_t parent, const std::stri
   const auto folder = existing(parent);
   require(folder.may(fp::ItemCapability::writing), folder.filename + " is read-only.");
   replyEntry(reply, replica_.createFolder(folder.key, name));
+}
+
+void DriveFileSystem::mknod(FuseReply& reply, fuse_ino_t parent, const std::string& name,
+                            mode_t mode) {
+  // A drive holds files and folders only: no device node, FIFO or socket.
+  if (!S_ISREG(mode)) return reply.error(EPERM);
+  const auto folder = existing(parent);
+  require(folder.may(fp::ItemCapability::writing), folder.filename + " is read-only.");
+  replyEntry(reply, replica_.createFile(folder.key, name, false));
 }
 
 void DriveFileSystem::unlink(FuseReply& reply, fuse_ino_t parent, const std::string& name,

@@ -4,6 +4,7 @@
 #include <linux/fs.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -46,6 +47,11 @@ TEST_F(MountSemantics, WhatADriveHasNoNotionOfIsRefusedAsLinuxFileSystemsDo) {
   EXPECT_EQ(failure(::symlink("Notes.md", at(beside).c_str())), EPERM);
   EXPECT_EQ(failure(::link(at(notes).c_str(), at(beside).c_str())), EPERM);
   EXPECT_EQ(failure(::mkfifo(at(beside).c_str(), 0644)), EPERM);
+  EXPECT_EQ(failure(::mknod(at(beside).c_str(), S_IFCHR | 0644, makedev(1, 3))), EPERM);
+  // A regular file made with mknod is one like any other.
+  const auto made = drive("Alex Morgan/Documents/made");
+  EXPECT_EQ(failure(::mknod(at(made).c_str(), S_IFREG | 0644, 0)), 0);
+  EXPECT_TRUE(std::filesystem::is_regular_file(made));
   EXPECT_EQ(failure(::chown(at(notes).c_str(), 4242, 4242)), EPERM);
   EXPECT_EQ(failure(::chmod(at(notes).c_str(), 0600)), 0);
   struct stat status {};
