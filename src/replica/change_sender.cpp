@@ -222,7 +222,14 @@ void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& re
   store_.setLocalState(key, more ? LocalState::waiting : LocalState::inStep);
   // A folder made here has no other children than ours.
   if (change.kind == ChangeKind::create && info.isFolder) store_.setListed(key, {});
+  const auto settled = *store_.item(key);
   transaction.commit();
+  lock.unlock();
+  // The service gave it another name (trimmed, say): the old one must not stay in the kernel's
+  // cache, leading to the item ls no longer shows under it.
+  if (settled.filename != info.filename || settled.parent != info.parent) {
+    notify({{RemoteEvent::Kind::changed, info.parent, settled.parent, key, false}});
+  }
 }
 
 void SyncEngine::failChange(const PendingChange& change, const ItemInfo& item,

@@ -8,6 +8,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -164,6 +165,19 @@ TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
   service().clearFaults();
   EXPECT_EQ(drive::test_support::readText(notes),
             "# Notes\n\n- call the printer\n- book the venue\n");
+}
+
+TEST_F(MountSemantics, ANameTheServiceChangedIsNoLongerFoundUnderTheOldOne) {
+  const auto spaced = drive("Alex Morgan/Documents/ lead.txt");
+  drive::test_support::writeText(spaced, "lead");
+  struct stat status {};
+  ASSERT_EQ(::stat(at(spaced).c_str(), &status), 0);
+  ASSERT_TRUE(syncWait());
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (::stat(at(spaced).c_str(), &status) == 0 && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_EQ(failure(::stat(at(spaced).c_str(), &status)), ENOENT);
+  EXPECT_EQ(drive::test_support::readText(drive("Alex Morgan/Documents/lead.txt")), "lead");
 }
 
 TEST_F(MountSemantics, NamesAndDatesFollowLinux) {
