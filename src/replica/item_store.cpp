@@ -1,6 +1,7 @@
 #include "replica/item_store.h"
 
 #include <algorithm>
+#include <charconv>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 
@@ -588,6 +589,20 @@ fp::Bytes ItemStore::value(const std::string& name) {
   auto row = connection_.prepare("SELECT value FROM settings WHERE name = ?");
   row.bind(1, name);
   return row.step() ? row.bytes(0) : fp::Bytes{};
+}
+
+std::optional<std::uint64_t> ItemStore::storeLimit() {
+  const auto text = value("store_limit");
+  std::uint64_t limit = 0;
+  const auto* end = reinterpret_cast<const char*>(text.data() + text.size());
+  const auto read = std::from_chars(reinterpret_cast<const char*>(text.data()), end, limit);
+  if (text.empty() || read.ec != std::errc() || read.ptr != end) return std::nullopt;
+  return limit;
+}
+
+void ItemStore::setStoreLimit(std::uint64_t limit) {
+  const auto text = std::to_string(limit);
+  setValue("store_limit", fp::Bytes(text.begin(), text.end()));
 }
 
 void ItemStore::setValue(const std::string& name, const fp::Bytes& value) {

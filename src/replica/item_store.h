@@ -129,6 +129,9 @@ class ItemStore {
 
   // --- Status
   ReplicaStatus status(std::uint64_t storeLimit);
+  // The limit the last host kept the content store under, for whoever asks while it runs.
+  std::optional<std::uint64_t> storeLimit();
+  void setStoreLimit(std::uint64_t limit);
   std::string pathOf(ItemKey key);
 
  private:

@@ -122,7 +122,7 @@ ReplicaStatus readStatus(const ReplicaOptions& options) {
   const auto file = options.stateDirectory / "replica.db";
   if (!std::filesystem::exists(file)) return {{}, {}, {options.storeLimit, 0}, {}, {}, {}};
   ItemStore store(file, true);
-  return store.status(options.storeLimit);
+  return store.status(store.storeLimit().value_or(options.storeLimit));
 }
 
 std::int64_t readQueueLength(const ReplicaOptions& options) {

@@ -31,6 +31,7 @@ SyncEngine::SyncEngine(FileProviderExtension& extension, ReplicaOptions options)
       contents_(options_.cacheDirectory / "contents") {
   receiveDownloadsIn(contents_.arrivalDirectory());
   store_.resumeInterrupted();
+  store_.setStoreLimit(options_.storeLimit);
 }
 
 SyncEngine::~SyncEngine() {

@@ -475,6 +475,9 @@ TEST_F(ReplicaSync, TheStoreDropsTheLeastRecentlyUsedCleanCopies) {
   EXPECT_TRUE(replica().item(notes.key)->downloaded);
   EXPECT_LE(replica().usage().used, 100u);
   EXPECT_EQ(text(beach.key), "sand, sea and a long evening");
+  auto asked = options();
+  asked.storeLimit = kDefaultStoreLimit;
+  EXPECT_EQ(readStatus(asked).store.limit, 100u) << "the limit in force, whoever asks";
 }
 
 }  // namespace
