@@ -191,6 +191,9 @@ int errnoOf(const ReplicaError& error) {
       return EACCES;
     case ReplicaError::Kind::unsupported:
       return EPERM;
+    // Not EAGAIN: setxattr(2) turns that into EOPNOTSUPP.
+    case ReplicaError::Kind::notYetSent:
+      return EBUSY;
     case ReplicaError::Kind::failed:
       break;
   }

@@ -123,7 +123,13 @@ std::vector<ItemKey> SyncEngine::walk(ItemKey key) {
 }
 
 void SyncEngine::performAction(ItemKey key, const std::string& action) {
-  auto reply = calls::performAction(extension_, action, {identifierOf(key)});
+  const auto identifier = identifierOf(key);
+  // The provider acts only on what the service has.
+  if (identifier.starts_with("local:")) {
+    throw ReplicaError(ReplicaError::Kind::notYetSent,
+                       "This item is not on the service yet; try again once it has been sent.");
+  }
+  auto reply = calls::performAction(extension_, action, {identifier});
   if (reply.error) throw providerError(*reply.error);
 }
 

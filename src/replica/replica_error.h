@@ -16,6 +16,7 @@ class ReplicaError : public std::runtime_error {
     notEmpty,     // a folder that still has children (ENOTEMPTY)
     refused,      // the provider refuses this change (EACCES)
     unsupported,  // not something this drive does (EPERM)
+    notYetSent,   // the service does not have the item yet; later it will (EBUSY)
     failed,       // the provider or the disk failed; the text says why (EIO)
   };
 

@@ -300,6 +300,15 @@ TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
   const std::string bogus = "bogus";
   EXPECT_NE(::setxattr(at(photos).c_str(), "user.pralodrive.action", bogus.data(), bogus.size(), 0),
             0);
+  // The provider acts only on what has reached the service; later the same action works.
+  service().injectFault("/storage/nodes", reference::Fault::message(503, "Maintenance"), 1000,
+                        "POST");
+  const auto fresh = drive("Alex Morgan/Documents/fresh.txt");
+  drive::test_support::writeText(fresh, "new");
+  EXPECT_EQ(failure(::setxattr(at(fresh).c_str(), "user.pralodrive.action", offline.data(),
+                               offline.size(), 0)),
+            EBUSY);
+  service().clearFaults();
   std::string output;
   EXPECT_EQ(sh("df -k . | tail -1", &output), 0);
   EXPECT_NE(output.find("pralodrive"), std::string::npos) << output;
