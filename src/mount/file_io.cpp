@@ -213,11 +213,10 @@ void DriveFileSystem::setattr(FuseReply& reply, fuse_ino_t ino, const struct sta
   if (toSet & FUSE_SET_ATTR_MODE) {
     // As on FAT: only taking away every write permission, or giving it back, is kept.
     const bool writable = (wanted.st_mode & 0222) != 0;
-    if (!info.isFolder && (info.capabilities & fp::ItemCapability::writing) &&
-        writable == info.readOnlyHere) {
-      replica_.setReadOnlyHere(info.key, !writable);
-      info = existing(ino);
-    }
+    const bool kept = !info.isFolder && (info.capabilities & fp::ItemCapability::writing);
+    // Even a chmod that changes nothing is a status change, as on any disk.
+    replica_.setReadOnlyHere(info.key, kept ? !writable : info.readOnlyHere);
+    info = existing(ino);
   }
   if (toSet & FUSE_SET_ATTR_SIZE) {
     checkOpenable(info);

@@ -54,10 +54,16 @@ TEST_F(MountSemantics, WhatADriveHasNoNotionOfIsRefusedAsLinuxFileSystemsDo) {
   EXPECT_EQ(failure(::mknod(at(made).c_str(), S_IFREG | 0644, 0)), 0);
   EXPECT_TRUE(std::filesystem::is_regular_file(made));
   EXPECT_EQ(failure(::chown(at(notes).c_str(), 4242, 4242)), EPERM);
-  EXPECT_EQ(failure(::chmod(at(notes).c_str(), 0600)), 0);
   struct stat status {};
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
+  const auto changed = status.st_ctim;
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  EXPECT_EQ(failure(::chmod(at(notes).c_str(), 0600)), 0);
+  ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0644u);
+  EXPECT_GT(status.st_ctim.tv_sec * 1000000000 + status.st_ctim.tv_nsec,
+            changed.tv_sec * 1000000000 + changed.tv_nsec)
+      << "a chmod is a status change even when the mode stays";
   // Only the read-only bit is kept, as on FAT: writes are refused until it is cleared.
   ASSERT_EQ(::chmod(at(notes).c_str(), 0444), 0);
   ASSERT_EQ(::stat(at(notes).c_str(), &status), 0);
