@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "mount/drive_file_system.h"
+#include "platform/scope_exit.h"
 
 namespace drive::mount {
 namespace {
@@ -47,8 +48,15 @@ void DriveFileSystem::unlink(FuseReply& reply, fuse_ino_t parent, const std::str
 void DriveFileSystem::renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target) {
   require(target.may(fp::ItemCapability::writing), target.filename + " is read-only.");
   // The new file's own item goes, its contents living on in the original.
-  require(source.may(fp::ItemCapability::deleting), source.filename + " cannot be moved.");
+  require(source.may(fp::ItemCapability::deleting), source.filename + " cannot be deleted.");
+  require(source.syncMode != "pralo", source.filename + " opens in PRALO only.");
+  // The original takes the new file's contents: they must be here first, and stay until then.
+  replica_.holdCopy(source.key);
+  auto held = source.key;
+  const fp::ScopeExit unheld([&] { replica_.releaseCopy(held); });
+  replica_.contents(source.key);
   replica_.replace(source.key, target.key);
+  held = target.key;
   accessed_.forget(source.key);
   // The store's file moved with its inode: handles still writing it now write the original.
   files_.rekey(source.key, target.key);
