@@ -194,6 +194,8 @@ int errnoOf(const ReplicaError& error) {
     // Not EAGAIN: setxattr(2) turns that into EOPNOTSUPP.
     case ReplicaError::Kind::notYetSent:
       return EBUSY;
+    case ReplicaError::Kind::stale:
+      return ESTALE;
     case ReplicaError::Kind::failed:
       break;
   }

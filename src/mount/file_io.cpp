@@ -121,6 +121,16 @@ void DriveFileSystem::write(FuseReply& reply, fuse_ino_t ino, const char* data, 
 }
 
 void DriveFileSystem::markWritten(OpenFile& file) {
+  if (file.dirty) return;
+  // The copy went while the file was open, a newer version having come from the service: what
+  // this handle wrote now would reach no one. A file deleted or saved over here is another
+  // matter: writing it on is harmless, as on any disk.
+  struct stat status {};
+  if (!file.superseded && ::fstat(file.fd, &status) == 0 && status.st_nlink == 0 &&
+      replica_.item(file.key)) {
+    throw ReplicaError(ReplicaError::Kind::stale,
+                       file.info.filename + " changed on the service while it was open.");
+  }
   if (!file.dirty.exchange(true)) replica_.beginWriting(file.key);
 }
 
@@ -159,8 +169,8 @@ void DriveFileSystem::release(FuseReply& reply, fuse_file_info* fi) {
   if (file) {
     ::close(file->fd);
     file->fd = -1;
+    const fp::ScopeExit unheld([&] { replica_.releaseCopy(file->key); });
     handOver(*file);
-    replica_.releaseCopy(file->key);
   }
   reply.error(0);
 }

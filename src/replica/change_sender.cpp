@@ -225,10 +225,9 @@ void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& re
   const auto settled = *store_.item(key);
   transaction.commit();
   lock.unlock();
-  // The service gave it another name (trimmed, say): the old one must not stay in the kernel's
-  // cache, leading to the item ls no longer shows under it.
-  if (settled.filename != info.filename || settled.parent != info.parent) {
-    notify({{RemoteEvent::Kind::changed, info.parent, settled.parent, key, false}});
+  // The service kept another name (trimmed, say): observers must learn it like a remote rename.
+  if (settled.filename != info.filename) {
+    notify({{RemoteEvent::Kind::changed, info.parent, info.parent, key, false}});
   }
 }
 

@@ -17,6 +17,7 @@ class ReplicaError : public std::runtime_error {
     refused,      // the provider refuses this change (EACCES)
     unsupported,  // not something this drive does (EPERM)
     notYetSent,   // the service does not have the item yet; later it will (EBUSY)
+    stale,        // an open file whose contents the service replaced meanwhile (ESTALE)
     failed,       // the provider or the disk failed; the text says why (EIO)
   };
 

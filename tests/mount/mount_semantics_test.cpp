@@ -129,6 +129,30 @@ TEST_F(MountSemantics, RenameFlagsAndEditorsRenameOver) {
   EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md"), "new notes\nmore\n");
   EXPECT_EQ(serviceId("Alex Morgan/Documents/Notes.md"), id);
   EXPECT_FALSE(serviceId("Alex Morgan/Documents/Fresh.md"));
+  // A file not downloaded yet brings its contents along when it replaces another.
+  const auto beach = serviceContent("Alex Morgan/Photos/Beach.jpg");
+  ASSERT_EQ(failure(::rename(at(drive("Alex Morgan/Photos/Beach.jpg")).c_str(),
+                             at(drive("Alex Morgan/Photos/budget.csv")).c_str())),
+            0);
+  ASSERT_TRUE(syncWait());
+  EXPECT_EQ(serviceContent("Alex Morgan/Photos/budget.csv"), beach);
+}
+
+TEST_F(MountSemantics, AWriteToAFileTheServiceChangedMeanwhileIsRefused) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  const int handle = ::open(at(notes).c_str(), O_RDWR);
+  ASSERT_GE(handle, 0);
+  service().tree().writeContent(*serviceId("Alex Morgan/Documents/Notes.md"), "from the web\n");
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (drive::test_support::readText(notes) != "from the web\n" &&
+         std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  const auto written = ::pwrite(handle, "# Mine", 6, 0);
+  const int error = errno;
+  ::close(handle);
+  EXPECT_EQ(written, -1);
+  EXPECT_EQ(error, ESTALE) << "what it wrote would reach no one";
+  EXPECT_EQ(drive::test_support::readText(notes), "from the web\n");
 }
 
 // Saved by rename, then written in place at once, as an editor's save followed by a program

@@ -475,6 +475,11 @@ TEST_F(ReplicaSync, TheStoreDropsTheLeastRecentlyUsedCleanCopies) {
   EXPECT_TRUE(replica().item(notes.key)->downloaded);
   EXPECT_LE(replica().usage().used, 100u);
   EXPECT_EQ(text(beach.key), "sand, sea and a long evening");
+  // A copy a program has open stays, the store going over its limit meanwhile.
+  replica().holdCopy(notes.key);
+  text(budget.key);
+  EXPECT_TRUE(replica().item(notes.key)->downloaded);
+  replica().releaseCopy(notes.key);
   auto asked = options();
   asked.storeLimit = kDefaultStoreLimit;
   EXPECT_EQ(readStatus(asked).store.limit, 100u) << "the limit in force, whoever asks";
