@@ -52,14 +52,16 @@ void DriveFileSystem::renameOver(const replica::ItemInfo& source, const replica:
   require(source.syncMode != "pralo", source.filename + " opens in PRALO only.");
   // The original takes the new file's contents: they must be here first, and stay until then.
   replica_.holdCopy(source.key);
-  auto held = source.key;
-  const fp::ScopeExit unheld([&] { replica_.releaseCopy(held); });
+  const fp::ScopeExit unheld([&] { replica_.releaseCopy(source.key); });
   replica_.contents(source.key);
   replica_.replace(source.key, target.key);
-  held = target.key;
   accessed_.forget(source.key);
-  // The store's file moved with its inode: handles still writing it now write the original.
-  files_.rekey(source.key, target.key);
+  // The store's file moved with its inode: handles still writing it now write the original,
+  // and hold its copy instead.
+  files_.rekey(source.key, target.key, [&] {
+    replica_.holdCopy(target.key);
+    replica_.releaseCopy(source.key);
+  });
   // The kernel moved the new file's inode to the name, as on any disk; it stands for the
   // original from now on, so the name is never known by two inodes whose sizes could differ.
   names_.alias(source.key, target.key);

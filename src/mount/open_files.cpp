@@ -54,11 +54,14 @@ std::shared_ptr<OpenFile> OpenFiles::anyOf(replica::ItemKey key) const {
   return nullptr;
 }
 
-void OpenFiles::rekey(replica::ItemKey from, replica::ItemKey to) {
+void OpenFiles::rekey(replica::ItemKey from, replica::ItemKey to,
+                      const std::function<void()>& moved) {
   fp::MutexLock lock(mutex_);
   for (auto& [handle, file] : files_) {
     if (file->key == to) file->superseded = true;
-    if (file->key == from) file->key = to;
+    if (file->key != from) continue;
+    file->key = to;
+    moved();
   }
   cachedVersions_.erase(to);
 }

@@ -44,8 +44,8 @@ class OpenFiles {
   // Any handle of the item, for an item that is gone from the drive but still open.
   std::shared_ptr<OpenFile> anyOf(replica::ItemKey key) const;
   // Handles of `from` now write `to` (a file saved by rename over another); those `to` had
-  // hold its old contents.
-  void rekey(replica::ItemKey from, replica::ItemKey to);
+  // hold its old contents. `moved` runs for each handle moved, in step with `release`.
+  void rekey(replica::ItemKey from, replica::ItemKey to, const std::function<void()>& moved);
   void forEach(const std::function<void(OpenFile&)>& visit);
 
   // Whether the kernel may keep its cached pages of the item: the contents are the version

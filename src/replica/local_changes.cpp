@@ -165,7 +165,6 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
     contents_.transfer(source, target);
     // Whoever still writes the new file now writes the original.
     if (const auto writing = writers_.extract(source)) writers_[target] += writing.mapped();
-    if (const auto holding = holders_.extract(source)) holders_[target] += holding.mapped();
     // The date a program gave the new file (rsync does) goes with its contents.
     store_.setLocalModified(target, store_.localModified(source));
     markRemoved(source);

@@ -91,7 +91,8 @@ class Replica {
   void beginWriting(ItemKey key);
   void endWriting(ItemKey key);
   // A program has the item's copy open from now until releaseCopy: neither the store's limit
-  // nor the online action drops it meanwhile. Calls pair up, and follow a replace as above.
+  // nor the online action drops it meanwhile. Calls pair up by item: a holder carried to
+  // another item (the target of a replace) releases the one and holds the other.
   void holdCopy(ItemKey key);
   void releaseCopy(ItemKey key);
 
