@@ -30,7 +30,8 @@ void handle(fuse_req_t request, const char* what, Body body) {
   try {
     body(fileSystemOf(request), reply);
   } catch (const ReplicaError& error) {
-    if (error.kind() == ReplicaError::Kind::failed) {
+    if (error.kind() == ReplicaError::Kind::failed ||
+        error.kind() == ReplicaError::Kind::diskFull) {
       mountLog().error(std::string(what) + ": " + error.what());
     }
     reply.error(errnoOf(error));
@@ -196,6 +197,8 @@ int errnoOf(const ReplicaError& error) {
       return EBUSY;
     case ReplicaError::Kind::stale:
       return ESTALE;
+    case ReplicaError::Kind::diskFull:
+      return ENOSPC;
     case ReplicaError::Kind::failed:
       break;
   }

@@ -1,5 +1,6 @@
 #include "replica/content_store.h"
 
+#include <cerrno>
 #include <fstream>
 #include <system_error>
 
@@ -9,7 +10,9 @@ namespace drive::replica {
 namespace {
 
 [[noreturn]] void failWith(const std::string& what, const std::error_code& error) {
-  throw ReplicaError(ReplicaError::Kind::failed, what + ": " + error.message());
+  const bool full = error == std::errc::no_space_on_device || error.value() == EDQUOT;
+  throw ReplicaError(full ? ReplicaError::Kind::diskFull : ReplicaError::Kind::failed,
+                     what + ": " + error.message());
 }
 
 }  // namespace
@@ -76,7 +79,7 @@ void ContentStore::ensure(ItemKey key) {
   std::ofstream created(path, std::ios::binary);
   if (!created) {
     failWith("Cannot create the local copy " + path.string(),
-             std::make_error_code(std::errc::io_error));
+             std::error_code(errno, std::generic_category()));
   }
 }
 

@@ -1,3 +1,4 @@
+#include "platform/scope_exit.h"
 #include "replica/sibling_names.h"
 #include "replica/sync_engine.h"
 
@@ -58,8 +59,9 @@ ItemInfo SyncEngine::create(ItemKey parent, const std::string& name, bool folder
   checkFreeName(parent, name, kNoKey);
   SqlTransaction transaction(store_.connection());
   const auto key = store_.insertLocal(parent, name, folder);
+  // A create the disk has no room for leaves nothing behind.
+  fp::ScopeExit undo([&] { contents_.drop(key); });
   store_.stamp(parent, secondsNow(), true);
-  if (writing) ++writers_[key];
   if (folder) {
     store_.setListed(key, {});
   } else {
@@ -74,6 +76,8 @@ ItemInfo SyncEngine::create(ItemKey parent, const std::string& name, bool folder
     store_.setLocalState(key, LocalState::waiting);
   }
   transaction.commit();
+  undo.release();
+  if (writing) ++writers_[key];
   auto created = *store_.item(key);
   lock.unlock();
   wake();

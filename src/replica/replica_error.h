@@ -18,6 +18,7 @@ class ReplicaError : public std::runtime_error {
     unsupported,  // not something this drive does (EPERM)
     notYetSent,   // the service does not have the item yet; later it will (EBUSY)
     stale,        // an open file whose contents the service replaced meanwhile (ESTALE)
+    diskFull,     // no room left for the database or the local copies (ENOSPC)
     failed,       // the provider or the disk failed; the text says why (EIO)
   };
 

@@ -31,7 +31,9 @@ std::string describe(int code) {
 
 [[noreturn]] void fail(int code, const std::string& what, const std::string& detail) {
   replicaLog().error("SQLite failed (" + what + "): " + detail);
-  throw ReplicaError(ReplicaError::Kind::failed, describe(code));
+  const bool full = (code & 0xff) == SQLITE_FULL;
+  throw ReplicaError(full ? ReplicaError::Kind::diskFull : ReplicaError::Kind::failed,
+                     describe(code));
 }
 
 [[noreturn]] void fail(sqlite3* database, const std::string& what) {
@@ -173,12 +175,17 @@ int SqlConnection::changes() const {
   return sqlite3_changes(database_);
 }
 
+bool SqlConnection::idle() const {
+  return sqlite3_get_autocommit(database_) != 0;
+}
+
 SqlTransaction::SqlTransaction(SqlConnection& connection) : connection_(connection) {
   connection_.execute("BEGIN IMMEDIATE");
 }
 
 SqlTransaction::~SqlTransaction() {
-  if (done_) return;
+  // A failed COMMIT may have rolled back already; a second ROLLBACK would only log noise.
+  if (done_ || connection_.idle()) return;
   try {
     connection_.execute("ROLLBACK");
   } catch (const ReplicaError&) {

@@ -64,6 +64,8 @@ class SqlConnection {
   SqlStatement prepare(const std::string& sql);
   std::int64_t lastInsertedRow() const;
   int changes() const;
+  // No transaction is open.
+  bool idle() const;
 
  private:
   sqlite3* database_ = nullptr;

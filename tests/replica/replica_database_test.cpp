@@ -6,6 +6,7 @@
 
 #include "cli/pralodrive_child.h"
 #include "replica/replica_fixture.h"
+#include "replica/sql_connection.h"
 #include "support/log_lines.h"
 #include "support/test_files.h"
 
@@ -59,6 +60,29 @@ TEST_F(ReplicaDatabase, AFileThatIsNoDatabaseIsDamagedInTheUsersWords) {
   const auto printed = drive::test_support::readText(root() / "status.err");
   EXPECT_EQ(printed, "pralodrive: " + kDamaged + "\n");
   expectNoSQLiteWording(printed);
+}
+
+TEST_F(ReplicaDatabase, ADatabaseWithNoRoomLeftIsAFullDiskAndStaysUsable) {
+  std::filesystem::remove(options().stateDirectory / "replica.db");
+  SqlConnection database(options().stateDirectory / "replica.db", false);
+  database.execute("CREATE TABLE notes(body BLOB)");
+  // As full as a disk with no room left: SQLite may grow the file by no page.
+  database.execute("PRAGMA max_page_count = 2");
+  drive::test_support::LogLines log;
+  try {
+    SqlTransaction transaction(database);
+    database.prepare("INSERT INTO notes VALUES (zeroblob(100000))").run();
+    transaction.commit();
+    ADD_FAILURE() << "the insert found room";
+  } catch (const ReplicaError& error) {
+    EXPECT_EQ(error.kind(), ReplicaError::Kind::diskFull);
+    EXPECT_EQ(std::string(error.what()),
+              "The disk is full: the drive's database could not be written.");
+  }
+  EXPECT_THAT(log.errors(), ::testing::Not(Contains(HasSubstr("ROLLBACK"))));
+  SqlTransaction transaction(database);
+  database.prepare("INSERT INTO notes VALUES (x'00')").run();
+  transaction.commit();
 }
 
 }  // namespace
