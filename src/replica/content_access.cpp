@@ -66,6 +66,7 @@ std::filesystem::path SyncEngine::contents(ItemKey key) {
 }
 
 std::filesystem::path SyncEngine::fetch(ItemKey key, const ItemInfo& info) {
+  contents_.checkRoom(info.filename, info.size);
   TransferProgress progress(options_.progressFd, "Downloading", info.filename, info.size);
   auto reply = calls::fetchContents(extension_, info.identifier);
   if (reply.error) throw providerError(*reply.error);

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "replica/replica_error.h"
+#include "replica/transfer_progress.h"
 
 namespace drive::replica {
 namespace {
@@ -92,6 +93,15 @@ std::int64_t ContentStore::sizeOf(ItemKey key) const {
   std::error_code error;
   const auto size = std::filesystem::file_size(pathOf(key), error);
   return error ? 0 : static_cast<std::int64_t>(size);
+}
+
+void ContentStore::checkRoom(const std::string& name, std::int64_t bytes) const {
+  std::error_code error;
+  const auto space = std::filesystem::space(directory_, error);
+  if (error || bytes <= 0 || space.available >= static_cast<std::uintmax_t>(bytes)) return;
+  throw ReplicaError(ReplicaError::Kind::diskFull, "There is no room on this disk for a copy of " +
+                                                       name + " (" +
+                                                       byteText(static_cast<double>(bytes)) + ").");
 }
 
 bool ContentStore::has(ItemKey key) const {

@@ -25,6 +25,9 @@ class ContentStore {
   void drop(ItemKey key);
   std::int64_t sizeOf(ItemKey key) const;
   bool has(ItemKey key) const;
+  // Throws ReplicaError(diskFull) when a copy of `bytes` cannot fit on the store's disk, so
+  // that a download that could only fail is not started.
+  void checkRoom(const std::string& name, std::int64_t bytes) const;
 
   // A second name for the item's copy that an upload reads from, so that a rename over the
   // copy or its drop while the upload runs cannot take the file away from under it. Removed

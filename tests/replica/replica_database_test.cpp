@@ -1,10 +1,13 @@
-// A replica database that SQLite cannot use reaches the user in the drive's own words; what
-// SQLite said is for developers, in the system log.
+// A replica database that SQLite cannot use, or a disk with no room, reaches the user in the
+// drive's own words; what SQLite said is for developers, in the system log.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <limits>
+
 #include "cli/pralodrive_child.h"
+#include "replica/content_store.h"
 #include "replica/replica_fixture.h"
 #include "replica/sql_connection.h"
 #include "support/log_lines.h"
@@ -83,6 +86,18 @@ TEST_F(ReplicaDatabase, ADatabaseWithNoRoomLeftIsAFullDiskAndStaysUsable) {
   SqlTransaction transaction(database);
   database.prepare("INSERT INTO notes VALUES (x'00')").run();
   transaction.commit();
+}
+
+TEST_F(ReplicaDatabase, ACopyThatCannotFitIsNotDownloaded) {
+  const ContentStore store(root() / "store");
+  EXPECT_NO_THROW(store.checkRoom("Small.bin", 1));
+  try {
+    store.checkRoom("Huge.bin", std::numeric_limits<std::int64_t>::max());
+    ADD_FAILURE() << "an exabyte found room";
+  } catch (const ReplicaError& error) {
+    EXPECT_EQ(error.kind(), ReplicaError::Kind::diskFull);
+    EXPECT_THAT(error.what(), HasSubstr("There is no room on this disk for a copy of Huge.bin ("));
+  }
 }
 
 }  // namespace
