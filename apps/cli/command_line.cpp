@@ -58,12 +58,21 @@ std::shared_ptr<Args> freshArguments(CLI::App* command) {
   return args;
 }
 
+// An item's identifier, or a path in a mounted drive standing for it.
+template <class Value>
+CLI::Option* addItemOption(CLI::App* command, const std::string& name, Value& value,
+                           const std::string& description) {
+  return command->add_option(name, value, description + ", or its path in a mounted drive")
+      ->transform([](const std::string& given) { return identifierAtPath(given).value_or(given); },
+                  "", "");
+}
+
 // A command whose one argument is the identifier handed to the request.
 void addIdentifierCommand(CLI::App& app, ParsedRequest& chosen, const std::string& name,
                           const std::string& description, IdentifierRequest request) {
   auto* command = app.add_subcommand(name, description);
   auto id = freshArguments<std::string>(command);
-  command->add_option("ID", *id)->required();
+  addItemOption(command, "ID", *id, "the item's identifier")->required();
   command->callback([&chosen, name, id, request] {
     chosen = {[id = *id, request](PlatformHost& host) { return (host.*request)(id); }, name};
   });
@@ -81,7 +90,7 @@ void addEnumerationCommands(CLI::App& app, ParsedRequest& chosen) {
   };
   auto* changes = app.add_subcommand("changes", "enumerate a container's changes");
   auto args = freshArguments<Changes>(changes);
-  changes->add_option("ID", args->id)->required();
+  addItemOption(changes, "ID", args->id, "the container's identifier")->required();
   changes->add_option("--anchor", args->anchorHex, "the sync anchor, in hex (default: empty)");
   changes->callback([&chosen, args] {
     auto anchor = bytesFromHex(args->anchorHex);
@@ -99,7 +108,7 @@ void addFetchCommand(CLI::App& app, ParsedRequest& chosen) {
   };
   auto* fetch = app.add_subcommand("fetch", "fetch an item's contents");
   auto args = freshArguments<Fetch>(fetch);
-  fetch->add_option("ID", args->id)->required();
+  addItemOption(fetch, "ID", args->id, "the file's identifier")->required();
   fetch->add_option("--version", args->version, "the requested content version");
   fetch->add_option("-o", args->output, "also copy the delivered file here")->option_text("PATH");
   fetch->callback([&chosen, args] {
@@ -119,7 +128,7 @@ void addCreateCommand(CLI::App& app, ParsedRequest& chosen) {
   };
   auto* create = app.add_subcommand("create", "create an item from a template");
   auto args = freshArguments<Create>(create);
-  create->add_option("PARENT", args->request.parent)->required();
+  addItemOption(create, "PARENT", args->request.parent, "the folder's identifier")->required();
   create->add_option("NAME", args->request.name)->required();
   auto* file = create->add_option("--file", args->file, "the contents")->option_text("PATH");
   auto* folder = create->add_flag("--folder", args->request.folder, "create a folder");
@@ -141,9 +150,9 @@ void addModifyCommand(CLI::App& app, ParsedRequest& chosen) {
   };
   auto* modify = app.add_subcommand("modify", "modify an item");
   auto args = freshArguments<Modify>(modify);
-  modify->add_option("ID", args->request.identifier)->required();
+  addItemOption(modify, "ID", args->request.identifier, "the item's identifier")->required();
   modify->add_option("--name", args->request.name, "the new filename");
-  modify->add_option("--parent", args->request.parent, "the new parent")->option_text("ID");
+  addItemOption(modify, "--parent", args->request.parent, "the new parent")->option_text("ID");
   modify->add_option("--file", args->file, "the new contents")->option_text("PATH");
   modify->add_option("--fields", args->fields, "further changed fields, comma-separated")
       ->option_text("LIST");

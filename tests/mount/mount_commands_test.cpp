@@ -1,4 +1,4 @@
-// pralodrive's mount, unmount, action and status commands around a mounted drive.
+// pralodrive's commands around a mounted drive: mount, unmount, and paths for identifiers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ TEST_F(MountCommands, InTheBackgroundUntilUnmountedByCommand) {
   EXPECT_EQ(pralodrive({"mount", drive().string(), "--cache-limit", "lots"}, &output), 2);
 }
 
-TEST_F(MountCommands, ActionAndStatusTakePathsAndShortNames) {
+TEST_F(MountCommands, CommandsTakePathsWhereTheyTakeIdentifiersAndActionsShortNames) {
   const auto photos = drive("Alex Morgan/Photos").string();
   std::string output;
   ASSERT_EQ(pralodrive({"action", "offline", photos}, &output), 0) << output;
@@ -49,6 +49,10 @@ TEST_F(MountCommands, ActionAndStatusTakePathsAndShortNames) {
   EXPECT_EQ(pralodrive({"action", "nonsense", photos}, &output), 1);
   EXPECT_EQ(pralodrive({"status", drive().string() + "/missing"}, &output), 1);
   EXPECT_THAT(output, HasSubstr("is not an item of a mounted drive"));
+  ASSERT_EQ(pralodrive({"--json", "item", photos + "/Beach.jpg"}, &output), 0) << output;
+  EXPECT_THAT(output, HasSubstr("\"filename\":\"Beach.jpg\""));
+  ASSERT_EQ(pralodrive({"list", photos}, &output), 0) << output;
+  EXPECT_THAT(output, HasSubstr("Beach.jpg"));
 }
 
 }  // namespace
