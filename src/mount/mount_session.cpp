@@ -1,5 +1,6 @@
 #include "mount/mount_session.h"
 
+#include <sys/resource.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -16,6 +17,17 @@ std::string mountOptions(const MountOptions& options) {
   std::string text = "fsname=pralodrive,subtype=pralodrive,default_permissions";
   if (options.allowOther) text += ",allow_other";
   return text;
+}
+
+// Every file a program holds open through the mount is a descriptor of this process: the usual
+// soft limit of 1,024 would fail programs that hold many, however high their own limit.
+void raiseOpenFileLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
+  limit.rlim_cur = limit.rlim_max;
+  if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) {
+    mountLog().error("cannot raise the limit of open files; programs may get EIO");
+  }
 }
 
 }  // namespace
@@ -38,6 +50,7 @@ MountSession::MountSession(replica::Replica& replica, const MountOptions& option
     throw MountError("cannot mount at " + options.mountpoint.string() + ".");
   }
   mounted_ = true;
+  raiseOpenFileLimit();
   fileSystem_->invalidations().start(session_);
 }
 

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/fs.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
@@ -293,6 +294,25 @@ TEST_F(MountSemantics, WhatAWriteOnlyHandleWritesIsReadBackAtOnce) {
   ::close(writer);
   ASSERT_TRUE(syncWait());
   EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md").value_or("").substr(0, 8), "# Minute");
+}
+
+TEST_F(MountSemantics, ManyFilesOpenAtOnceAreNotHeldBackByTheMountsOwnLimit) {
+  ASSERT_EQ(unmount(), 0);
+  rlimit inherited{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &inherited), 0);
+  if (inherited.rlim_max < 512) GTEST_SKIP() << "the hard limit of open files is below 512";
+  // A mount started with a low soft limit, as from a desktop session.
+  rlimit low = inherited;
+  low.rlim_cur = 128;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+  mount();
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &inherited), 0);
+  std::string output;
+  EXPECT_EQ(sh("cd 'Alex Morgan/Documents' && mkdir many && python3 -c 'import os; "
+               "[os.open(\"many/%d\" % i, os.O_CREAT | os.O_WRONLY) for i in range(300)]'",
+               &output),
+            0)
+      << output;
 }
 
 TEST_F(MountSemantics, AFileOpenThroughTheOnlineActionKeepsWhatIsWrittenAfter) {
