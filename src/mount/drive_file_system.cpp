@@ -199,6 +199,8 @@ int errnoOf(const ReplicaError& error) {
       return ESTALE;
     case ReplicaError::Kind::diskFull:
       return ENOSPC;
+    case ReplicaError::Kind::interrupted:
+      return EINTR;
     case ReplicaError::Kind::failed:
       break;
   }

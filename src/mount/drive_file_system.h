@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -85,7 +86,8 @@ class DriveFileSystem {
   void truncate(const replica::ItemInfo& info, off_t size, fuse_file_info* fi);
   void setattrUnlinked(FuseReply& reply, fuse_ino_t ino, const struct stat& wanted, int toSet,
                        fuse_file_info* fi);
-  void openHandle(fuse_file_info* fi, const replica::ItemInfo& info, int flags);
+  void openHandle(fuse_file_info* fi, const replica::ItemInfo& info, int flags,
+                  const std::function<bool()>& abandoned = {});
   void renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target);
 
   replica::Replica& replica_;

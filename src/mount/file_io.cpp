@@ -41,12 +41,14 @@ int openOrThrow(const std::filesystem::path& path, int flags) {
 
 }  // namespace
 
-void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& opened, int flags) {
+void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& opened, int flags,
+                                 const std::function<bool()>& abandoned) {
   const bool writable = (flags & O_ACCMODE) != O_RDONLY;
   // Held before it is fetched, so that nothing drops the copy between its fetch and its open.
   replica_.holdCopy(opened.key);
   fp::ScopeExit unheld([&] { replica_.releaseCopy(opened.key); });
-  const auto path = writable ? replica_.writableCopy(opened.key) : replica_.contents(opened.key);
+  const auto path = writable ? replica_.writableCopy(opened.key, abandoned)
+                             : replica_.contents(opened.key, abandoned);
   auto file = std::make_shared<OpenFile>();
   file->key = opened.key;
   file->writable = writable;
@@ -76,7 +78,8 @@ void DriveFileSystem::open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi)
   if (!readOnly || (fi->flags & O_TRUNC)) checkWritable(info);
   // Linux empties a file opened read-only with O_TRUNC as well.
   if (readOnly && (fi->flags & O_TRUNC) && info.size != 0) truncate(info, 0, nullptr);
-  openHandle(fi, info, fi->flags);
+  // A download may take minutes: the program may give up on it, as on any network file system.
+  openHandle(fi, info, fi->flags, [&reply] { return reply.interrupted(); });
   if (fi->flags & O_TRUNC) changedThrough(ino, info.key);
   reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
 }

@@ -7,7 +7,8 @@
 namespace drive::mount {
 
 FuseReply::FuseReply(fuse_req_t request, std::string what)
-    : reply_(
+    : request_(request),
+      reply_(
           std::move(what), [request](FuseAnswer answer) { answer(request); },
           [request](auto&, const fp::PlatformError& error) {
             mountLog().error(error.localizedDescription());

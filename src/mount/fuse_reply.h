@@ -20,8 +20,11 @@ class FuseReply {
   void operator()(FuseAnswer answer) { reply_(std::move(answer)); }
   void error(int error);
   bool replied() const { return reply_.replied(); }
+  // The program gave up on its call (a signal reached it while it waited).
+  bool interrupted() const { return fuse_req_interrupted(request_) != 0; }
 
  private:
+  fuse_req_t request_;
   fp::ReplyOnce<FuseAnswer> reply_;
 };
 

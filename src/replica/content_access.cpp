@@ -18,9 +18,22 @@ ReplicaError providerError(const fp::PlatformError& error) {
                       error.localizedDescription());
 }
 
+std::filesystem::path await(const std::shared_future<std::filesystem::path>& fetch,
+                            const std::function<bool()>& abandoned) {
+  if (abandoned) {
+    while (fetch.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready) {
+      if (abandoned()) {
+        throw ReplicaError(ReplicaError::Kind::interrupted,
+                           "Interrupted; the download goes on without waiting.");
+      }
+    }
+  }
+  return fetch.get();
+}
+
 }  // namespace
 
-std::filesystem::path SyncEngine::contents(ItemKey key) {
+std::filesystem::path SyncEngine::contents(ItemKey key, const std::function<bool()>& abandoned) {
   ItemInfo info;
   {
     Lock lock(mutex_);
@@ -42,27 +55,25 @@ std::filesystem::path SyncEngine::contents(ItemKey key) {
     }
   }
   std::shared_future<std::filesystem::path> shared;
-  std::promise<std::filesystem::path> promise;
-  bool mine = false;
   {
     fp::MutexLock lock(fetchMutex_);
     auto running = fetches_.find(key);
     if (running == fetches_.end()) {
-      running = fetches_.emplace(key, promise.get_future().share()).first;
-      mine = true;
+      auto promise = std::make_shared<std::promise<std::filesystem::path>>();
+      running = fetches_.emplace(key, promise->get_future().share()).first;
+      fetchRunner_.post([this, key, info, promise] {
+        try {
+          promise->set_value(fetch(key, info));
+        } catch (...) {
+          promise->set_exception(std::current_exception());
+        }
+        fp::MutexLock done(fetchMutex_);
+        fetches_.erase(key);
+      });
     }
     shared = running->second;
   }
-  if (mine) {
-    try {
-      promise.set_value(fetch(key, info));
-    } catch (...) {
-      promise.set_exception(std::current_exception());
-    }
-    fp::MutexLock lock(fetchMutex_);
-    fetches_.erase(key);
-  }
-  return shared.get();
+  return await(shared, abandoned);
 }
 
 std::filesystem::path SyncEngine::fetch(ItemKey key, const ItemInfo& info) {
@@ -89,8 +100,9 @@ std::filesystem::path SyncEngine::fetch(ItemKey key, const ItemInfo& info) {
   return contents_.pathOf(key);
 }
 
-std::filesystem::path SyncEngine::writableCopy(ItemKey key) {
-  return contents(key);
+std::filesystem::path SyncEngine::writableCopy(ItemKey key,
+                                               const std::function<bool()>& abandoned) {
+  return contents(key, abandoned);
 }
 
 void SyncEngine::evictOverLimit(ItemKey keep) {
@@ -154,7 +166,7 @@ void SyncEngine::keepOffline(ItemKey key) {
   for (const auto below : walk(key)) {
     const auto info = item(below);
     if (!info || info->syncMode != "offline") continue;
-    if (!info->isFolder) contents(below);
+    if (!info->isFolder) contents(below, {});
     Lock lock(mutex_);
     store_.setKeptOffline(below, true);
   }

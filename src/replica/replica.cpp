@@ -48,11 +48,11 @@ StoreUsage Replica::usage() {
   return engine_->usage();
 }
 
-std::filesystem::path Replica::contents(ItemKey key) {
-  return engine_->contents(key);
+std::filesystem::path Replica::contents(ItemKey key, const std::function<bool()>& abandoned) {
+  return engine_->contents(key, abandoned);
 }
-std::filesystem::path Replica::writableCopy(ItemKey key) {
-  return engine_->writableCopy(key);
+std::filesystem::path Replica::writableCopy(ItemKey key, const std::function<bool()>& abandoned) {
+  return engine_->writableCopy(key, abandoned);
 }
 void Replica::contentsChanged(ItemKey key) {
   engine_->contentsChanged(key);

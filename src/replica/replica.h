@@ -60,11 +60,13 @@ class Replica {
 
   // --- Contents
   // An up-to-date copy to read, fetched on demand; demands for one item share one fetch.
-  // The file stays valid until the next change to the item.
-  std::filesystem::path contents(ItemKey key);
+  // The file stays valid until the next change to the item. While a fetch runs, `abandoned`
+  // is asked now and then whether the caller still waits; when it no longer does, the call
+  // throws ReplicaError(interrupted) and the fetch goes on without it.
+  std::filesystem::path contents(ItemKey key, const std::function<bool()>& abandoned = {});
   // A copy the caller may write and truncate (fetched first when the item has contents on
   // the service). Call contentsChanged after writing.
-  std::filesystem::path writableCopy(ItemKey key);
+  std::filesystem::path writableCopy(ItemKey key, const std::function<bool()>& abandoned = {});
   // Queues the writable copy's contents for upload; never waits for the network.
   void contentsChanged(ItemKey key);
 

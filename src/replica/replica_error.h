@@ -19,6 +19,7 @@ class ReplicaError : public std::runtime_error {
     notYetSent,   // the service does not have the item yet; later it will (EBUSY)
     stale,        // an open file whose contents the service replaced meanwhile (ESTALE)
     diskFull,     // no room left for the database or the local copies (ENOSPC)
+    interrupted,  // the caller gave up waiting; what it waited for goes on (EINTR)
     failed,       // the provider or the disk failed; the text says why (EIO)
   };
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <future>
 #include <map>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "extension/file_provider_extension.h"
+#include "platform/task_runner.h"
 #include "platform/thread_annotations.h"
 #include "replica/content_store.h"
 #include "replica/host_lock.h"
@@ -64,8 +66,8 @@ class SyncEngine {
   void runOnce();
 
   // Contents (content_access.cpp)
-  std::filesystem::path contents(ItemKey key);
-  std::filesystem::path writableCopy(ItemKey key);
+  std::filesystem::path contents(ItemKey key, const std::function<bool()>& abandoned);
+  std::filesystem::path writableCopy(ItemKey key, const std::function<bool()>& abandoned);
   void keepOffline(ItemKey key);
   void makeOnline(ItemKey key);
   void performAction(ItemKey key, const std::string& action);
@@ -173,6 +175,9 @@ class SyncEngine {
   std::unique_ptr<SignalWatcher> watcher_;
   std::unique_ptr<SignalWatcher> requests_;
   std::unique_ptr<HostLock> hostLock_;
+  // Fetches run on workers of their own, so that a caller may stop waiting for one. Last, so
+  // that it ends them while what they use is still there.
+  fp::TaskRunner fetchRunner_;
 };
 
 }  // namespace drive::replica

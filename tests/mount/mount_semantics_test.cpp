@@ -198,6 +198,17 @@ TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
             "# Notes\n\n- call the printer\n- book the venue\n");
 }
 
+TEST_F(MountSemantics, AProgramMayGiveUpWaitingForADownload) {
+  const auto notes = drive("Alex Morgan/Documents/Notes.md");
+  service().injectFault("*/content", reference::Fault::delayed(std::chrono::seconds(4)), 1, "GET");
+  // Ctrl-C reaches cat while its open waits: it ends then, not when the download does.
+  EXPECT_EQ(sh("timeout -s INT 0.5 cat 'Alex Morgan/Documents/Notes.md'"), 124);
+  EXPECT_EQ(xattr(notes, "user.pralodrive.state"), "cloud only");
+  // The download went on, and the next open takes its result.
+  EXPECT_EQ(drive::test_support::readText(notes),
+            "# Notes\n\n- call the printer\n- book the venue\n");
+}
+
 TEST_F(MountSemantics, ANameTheServiceChangedIsNoLongerFoundUnderTheOldOne) {
   const auto spaced = drive("Alex Morgan/Documents/ lead.txt");
   drive::test_support::writeText(spaced, "lead");
