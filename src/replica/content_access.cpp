@@ -77,7 +77,10 @@ std::filesystem::path SyncEngine::contents(ItemKey key, const std::function<bool
 }
 
 std::filesystem::path SyncEngine::fetch(ItemKey key, const ItemInfo& info) {
-  contents_.checkRoom(info.filename, info.size);
+  {
+    Lock lock(mutex_);
+    contents_.checkRoom(info.filename, info.size);
+  }
   TransferProgress progress(options_.progressFd, "Downloading", info.filename, info.size);
   auto reply = calls::fetchContents(extension_, info.identifier);
   if (reply.error) throw providerError(*reply.error);
