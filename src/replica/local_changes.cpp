@@ -1,4 +1,3 @@
-#include "platform/scope_exit.h"
 #include "replica/sibling_names.h"
 #include "replica/sync_engine.h"
 
@@ -59,24 +58,27 @@ ItemInfo SyncEngine::create(ItemKey parent, const std::string& name, bool folder
   checkFreeName(parent, name, kNoKey);
   SqlTransaction transaction(store_.connection());
   const auto key = store_.insertLocal(parent, name, folder);
-  // A create the disk has no room for leaves nothing behind.
-  fp::ScopeExit undo([&] { contents_.drop(key); });
-  store_.stamp(parent, secondsNow(), true);
-  if (folder) {
-    store_.setListed(key, {});
-  } else {
-    contents_.ensure(key);
-    store_.setCopy(key, true, 0);
-    store_.setLocallyModified(key, true, {});
+  try {
+    store_.stamp(parent, secondsNow(), true);
+    if (folder) {
+      store_.setListed(key, {});
+    } else {
+      contents_.ensure(key);
+      store_.setCopy(key, true, 0);
+      store_.setLocallyModified(key, true, {});
+    }
+    if (staysLocal(container)) {
+      store_.setLocalState(key, LocalState::localOnly, container.filename + " is not synced.");
+    } else {
+      store_.enqueue(key, ChangeKind::create, 0);
+      store_.setLocalState(key, LocalState::waiting);
+    }
+    transaction.commit();
+  } catch (...) {
+    // A create the disk has no room for leaves nothing behind.
+    contents_.drop(key);
+    throw;
   }
-  if (staysLocal(container)) {
-    store_.setLocalState(key, LocalState::localOnly, container.filename + " is not synced.");
-  } else {
-    store_.enqueue(key, ChangeKind::create, 0);
-    store_.setLocalState(key, LocalState::waiting);
-  }
-  transaction.commit();
-  undo.release();
   if (writing) ++writers_[key];
   auto created = *store_.item(key);
   lock.unlock();
