@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "mount/directory_snapshot.h"
@@ -277,7 +279,12 @@ void DriveFileSystem::replyEntry(FuseReply& reply, const replica::ItemInfo& info
 }
 
 void DriveFileSystem::lookup(FuseReply& reply, fuse_ino_t parent, const std::string& name) {
-  const auto info = replica_.child(names_.resolve(parent), name);
+  const auto folder = names_.resolve(parent);
+  // A first listing waits for the service: off this thread, so that the program may give up.
+  const auto info = replica_.isListed(folder) ? replica_.child(folder, name)
+                                              : awaitUnlessInterrupted(reply, [this, folder, name] {
+                                                  return replica_.child(folder, name);
+                                                });
   if (info) return replyEntry(reply, *info);
   // Remembered by the kernel until an added item drops it.
   fuse_entry_param negative{};
@@ -299,30 +306,42 @@ void DriveFileSystem::opendir(FuseReply& reply, fuse_ino_t ino, fuse_file_info* 
   if (!info.isFolder) throw ReplicaError(ReplicaError::Kind::notFolder, "Not a folder.");
   const auto snapshot = std::make_shared<DirectorySnapshot>(
       info.key, info.parent == replica::kNoKey ? info.key : info.parent);
-  auto handle = std::make_unique<SnapshotHandle>(snapshot);
-  // The kernel reads the first entries while the rest of a first listing is recorded.
-  const auto answer = [&] {
-    if (reply.replied()) return;
-    fi->fh = reinterpret_cast<std::uint64_t>(handle.release());
-    reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
-  };
-  try {
-    replica_.listing(info.key, [&](std::vector<replica::ItemInfo>& batch) {
-      std::vector<DirectorySnapshot::Entry> entries;
-      entries.reserve(batch.size());
-      for (auto& child : batch)
-        entries.push_back({std::move(child.filename), attributes(child)});
-      snapshot->add(entries);
-      answer();
-    });
-  } catch (const std::exception& error) {
+  // A first listing waits for the service: the program may give up on it meanwhile.
+  waitUnlessInterrupted(reply, startListing(info.key, snapshot)).get();
+  fi->fh = reinterpret_cast<std::uint64_t>(new SnapshotHandle(snapshot));
+  reply([fi](fuse_req_t r) { return fuse_reply_open(r, fi); });
+}
+
+// Fills the snapshot on a worker; the future is ready once the kernel may read it, that is
+// with the first entries of a first listing, while the rest are recorded.
+std::future<void> DriveFileSystem::startListing(replica::ItemKey key,
+                                                std::shared_ptr<DirectorySnapshot> snapshot) {
+  auto started = std::make_shared<std::promise<void>>();
+  auto future = started->get_future();
+  listers_.post([this, key, snapshot, started] {
+    bool told = false;
+    const auto tell = [&](std::exception_ptr failure) {
+      if (std::exchange(told, true)) return;
+      failure ? started->set_exception(failure) : started->set_value();
+    };
+    try {
+      replica_.listing(key, [&](std::vector<replica::ItemInfo>& batch) {
+        std::vector<DirectorySnapshot::Entry> entries;
+        entries.reserve(batch.size());
+        for (auto& child : batch)
+          entries.push_back({std::move(child.filename), attributes(child)});
+        snapshot->add(entries);
+        tell(nullptr);
+      });
+    } catch (const std::exception& error) {
+      // A folder open already shows what was listed before the failure.
+      if (told) mountLog().error(std::string("opendir: ") + error.what());
+      tell(std::current_exception());
+    }
     snapshot->finish();
-    if (!reply.replied()) throw;
-    // The folder is open already: it shows what was listed before the failure.
-    mountLog().error(std::string("opendir: ") + error.what());
-  }
-  snapshot->finish();
-  answer();
+    tell(nullptr);
+  });
+  return future;
 }
 
 void DriveFileSystem::readdir(FuseReply& reply, fuse_ino_t, size_t size, off_t offset,

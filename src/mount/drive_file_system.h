@@ -1,15 +1,19 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 
 #include "mount/access_times.h"
+#include "mount/directory_snapshot.h"
 #include "mount/file_attributes.h"
 #include "mount/fuse_reply.h"
 #include "mount/invalidation_queue.h"
 #include "mount/kernel_names.h"
 #include "mount/open_files.h"
+#include "platform/task_runner.h"
 #include "replica/replica.h"
 
 namespace drive::mount {
@@ -89,6 +93,11 @@ class DriveFileSystem {
   void openHandle(fuse_file_info* fi, const replica::ItemInfo& info, int flags,
                   const std::function<bool()>& abandoned = {});
   void renameOver(const replica::ItemInfo& source, const replica::ItemInfo& target);
+  std::future<void> startListing(replica::ItemKey key, std::shared_ptr<DirectorySnapshot> snapshot);
+  // Runs `work` off the request's thread and waits for it, unless the program gives up first
+  // (ReplicaError interrupted); `work` then finishes alone, so it holds nothing of the request.
+  template <class Work>
+  auto awaitUnlessInterrupted(const FuseReply& reply, Work work) -> decltype(work());
 
   replica::Replica& replica_;
   Owner owner_;
@@ -97,7 +106,31 @@ class DriveFileSystem {
   OpenFiles files_;
   AccessTimes accessed_;
   std::shared_ptr<InvalidationQueue> invalidations_;
+  // Folders listed off the request threads, so that a request may be given up. Last, so that
+  // it ends the listings while what they use is still there.
+  fp::TaskRunner listers_;
 };
+
+// `result` once it is ready; throws ReplicaError(interrupted) when the program gives up first.
+template <class T>
+std::future<T> waitUnlessInterrupted(const FuseReply& reply, std::future<T> result) {
+  while (result.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready) {
+    if (reply.interrupted()) {
+      throw replica::ReplicaError(replica::ReplicaError::Kind::interrupted,
+                                  "Interrupted; the service's answer is taken when it comes.");
+    }
+  }
+  return result;
+}
+
+template <class Work>
+auto DriveFileSystem::awaitUnlessInterrupted(const FuseReply& reply, Work work)
+    -> decltype(work()) {
+  auto task = std::make_shared<std::packaged_task<decltype(work())()>>(std::move(work));
+  auto result = task->get_future();
+  listers_.post([task] { (*task)(); });
+  return waitUnlessInterrupted(reply, std::move(result)).get();
+}
 
 // How a replica failure reaches a program.
 int errnoOf(const replica::ReplicaError& error);

@@ -62,13 +62,19 @@ std::filesystem::path SyncEngine::contents(ItemKey key, const std::function<bool
       auto promise = std::make_shared<std::promise<std::filesystem::path>>();
       running = fetches_.emplace(key, promise->get_future().share()).first;
       fetchRunner_.post([this, key, info, promise] {
+        std::filesystem::path fetched;
+        std::exception_ptr failure;
         try {
-          promise->set_value(fetch(key, info));
+          fetched = fetch(key, info);
         } catch (...) {
-          promise->set_exception(std::current_exception());
+          failure = std::current_exception();
         }
-        fp::MutexLock done(fetchMutex_);
-        fetches_.erase(key);
+        // Gone before anyone hears the outcome: whoever asks next, after a failure, tries anew.
+        {
+          fp::MutexLock done(fetchMutex_);
+          fetches_.erase(key);
+        }
+        failure ? promise->set_exception(failure) : promise->set_value(fetched);
       });
     }
     shared = running->second;

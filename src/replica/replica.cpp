@@ -23,6 +23,9 @@ std::optional<ItemInfo> Replica::item(ItemKey key) {
 std::optional<ItemInfo> Replica::child(ItemKey parent, const std::string& name) {
   return engine_->child(parent, name);
 }
+bool Replica::isListed(ItemKey folder) {
+  return engine_->isListed(folder);
+}
 std::vector<ItemInfo> Replica::children(ItemKey folder) {
   return engine_->children(folder);
 }

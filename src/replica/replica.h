@@ -40,6 +40,8 @@ class Replica {
   // --- Queries
   std::optional<ItemInfo> item(ItemKey key);
   std::optional<ItemInfo> child(ItemKey parent, const std::string& name);
+  // The folder's children are known here: asking for them does not wait for the service.
+  bool isListed(ItemKey folder);
   // A folder's children; the folder is listed (all pages) the first time it is asked for.
   std::vector<ItemInfo> children(ItemKey folder);
   // The same with only what a directory listing shows (key, parent, name, kind, size, dates,

@@ -180,6 +180,11 @@ std::optional<ItemInfo> SyncEngine::child(ItemKey parent, const std::string& nam
   return store_.child(parent, name);
 }
 
+bool SyncEngine::isListed(ItemKey folder) {
+  Lock lock(mutex_);
+  return store_.isListed(folder);
+}
+
 void SyncEngine::requireFolder(ItemKey key) {
   const auto info = item(key);
   if (!info) throw ReplicaError(ReplicaError::Kind::notFound, "No such item.");

@@ -52,6 +52,7 @@ class SyncEngine {
   // Queries (sync_engine.cpp)
   std::optional<ItemInfo> item(ItemKey key);
   std::optional<ItemInfo> child(ItemKey parent, const std::string& name);
+  bool isListed(ItemKey folder);
   std::vector<ItemInfo> children(ItemKey folder, bool listingOnly = false);
   void listing(ItemKey folder, const ListingSink& sink);
   std::optional<ItemInfo> itemAtPath(const std::string& path);

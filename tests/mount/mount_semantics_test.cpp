@@ -1,5 +1,6 @@
 // What programs are told, errno by errno.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/fs.h>
 #include <sys/resource.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -198,10 +200,27 @@ TEST_F(MountSemantics, AFailedDownloadIsEioAndTheNextOpenTriesAgain) {
             "# Notes\n\n- call the printer\n- book the venue\n");
 }
 
-TEST_F(MountSemantics, AProgramMayGiveUpWaitingForADownload) {
+TEST_F(MountSemantics, AProgramMayGiveUpWaitingForTheService) {
+  const auto listed = [this] {
+    std::string output;
+    pralodrive({"--json", "status"}, &output);
+    return nlohmann::json::parse(output).value("foldersListed", -1);
+  };
+  const int before = listed();
+  const auto slow = reference::Fault::delayed(std::chrono::seconds(2));
+  // Ctrl-C reaches the program while its call waits: it ends then, not when the service
+  // answers; a name looked up, a folder read and a file opened alike.
+  service().injectFault("*/children", slow, 2, "GET");
+  EXPECT_EQ(sh("timeout -s INT 0.5 stat 'Client Showcase/README.txt'"), 124);
+  EXPECT_EQ(sh("timeout -s INT 0.5 ls 'Alex Morgan'"), 124);
+  EXPECT_EQ(listed(), before);
+  std::string documents;
+  EXPECT_EQ(sh("ls 'Alex Morgan/Documents'", &documents), 0);
+  EXPECT_THAT(documents, ::testing::HasSubstr("Notes.md"));
+  EXPECT_EQ(listed(), before + 3);
+
   const auto notes = drive("Alex Morgan/Documents/Notes.md");
-  service().injectFault("*/content", reference::Fault::delayed(std::chrono::seconds(4)), 1, "GET");
-  // Ctrl-C reaches cat while its open waits: it ends then, not when the download does.
+  service().injectFault("*/content", slow, 1, "GET");
   EXPECT_EQ(sh("timeout -s INT 0.5 cat 'Alex Morgan/Documents/Notes.md'"), 124);
   EXPECT_EQ(xattr(notes, "user.pralodrive.state"), "cloud only");
   // The download went on, and the next open takes its result.
