@@ -47,8 +47,15 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
   // Held before it is fetched, so that nothing drops the copy between its fetch and its open.
   replica_.holdCopy(opened.key);
   fp::ScopeExit unheld([&] { replica_.releaseCopy(opened.key); });
-  const auto path = writable ? replica_.writableCopy(opened.key, abandoned)
-                             : replica_.contents(opened.key, abandoned);
+  // Nothing of what O_TRUNC empties is read: it is not downloaded first.
+  const bool emptying = writable && (flags & O_TRUNC);
+  const auto path = emptying   ? replica_.emptiedCopy(opened.key)
+                    : writable ? replica_.writableCopy(opened.key, abandoned)
+                               : replica_.contents(opened.key, abandoned);
+  // Written from here on: a handle that never opens must not hold the upload back.
+  fp::ScopeExit unwritten([&] {
+    if (emptying) replica_.endWriting(opened.key);
+  });
   auto file = std::make_shared<OpenFile>();
   file->key = opened.key;
   file->writable = writable;
@@ -56,12 +63,7 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
   // The download may have brought a newer version than the one the kernel was shown.
   file->info = replica_.item(opened.key).value_or(opened);
   // A new file has been written since its creation; an emptied one is from here on.
-  if (flags & O_CREAT) file->dirty = true;
-  if (writable && (flags & O_TRUNC)) markWritten(*file);
-  if (writable && (flags & O_TRUNC) && ::ftruncate(file->fd, 0) != 0) {
-    mountLog().error("cannot empty the local copy of " + opened.filename + ": " +
-                     std::generic_category().message(errno));
-  }
+  if ((flags & O_CREAT) || emptying) file->dirty = true;
   fi->keep_cache = files_.keepCache(file->key, file->info.contentVersion) ? 1 : 0;
   // What a write-only handle writes is not read through it: copying it into the kernel's page
   // cache on the way to the local copy only doubles the memory a large copy in fills.
@@ -69,6 +71,7 @@ void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& op
   fi->direct_io = file->uncached ? 1 : 0;
   fi->fh = files_.add(std::move(file));
   unheld.release();
+  unwritten.release();
 }
 
 void DriveFileSystem::open(FuseReply& reply, fuse_ino_t ino, fuse_file_info* fi) {
@@ -189,10 +192,14 @@ void DriveFileSystem::truncate(const replica::ItemInfo& info, off_t size, fuse_f
     if (::ftruncate(file->fd, size) != 0) throw std::system_error(errno, std::generic_category());
     return;
   }
-  const auto path = replica_.writableCopy(info.key);
-  replica_.beginWriting(info.key);
+  // Emptied, the old contents are not needed: nothing is downloaded.
+  const bool emptying = size == 0;
+  const auto path = emptying ? replica_.emptiedCopy(info.key) : replica_.writableCopy(info.key);
+  if (!emptying) replica_.beginWriting(info.key);
   const fp::ScopeExit ended([&] { replica_.endWriting(info.key); });
-  if (::truncate(path.c_str(), size) != 0) throw std::system_error(errno, std::generic_category());
+  if (!emptying && ::truncate(path.c_str(), size) != 0) {
+    throw std::system_error(errno, std::generic_category());
+  }
   replica_.contentsChanged(info.key);
 }
 

@@ -69,6 +69,9 @@ class Replica {
   // A copy the caller may write and truncate (fetched first when the item has contents on
   // the service). Call contentsChanged after writing.
   std::filesystem::path writableCopy(ItemKey key, const std::function<bool()>& abandoned = {});
+  // An empty copy to write, as after O_TRUNC: nothing is fetched, since nothing of the old
+  // contents stays. It is being written from now on, as after beginWriting.
+  std::filesystem::path emptiedCopy(ItemKey key);
   // Queues the writable copy's contents for upload; never waits for the network.
   void contentsChanged(ItemKey key);
 

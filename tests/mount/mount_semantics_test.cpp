@@ -345,6 +345,21 @@ TEST_F(MountSemantics, ManyFilesOpenAtOnceAreNotHeldBackByTheMountsOwnLimit) {
       << output;
 }
 
+TEST_F(MountSemantics, WhatIsEmptiedIsNotDownloadedFirst) {
+  // Every download fails: emptying a file must not need one.
+  service().injectFault("*/content", reference::Fault::dropped(), 1000, "GET");
+  std::string output;
+  EXPECT_EQ(sh("cd 'Alex Morgan/Documents' && printf new > Notes.md && "
+               "python3 -c 'import os; os.truncate(\"Quarterly Report.pdf\", 0)'",
+               &output),
+            0)
+      << output;
+  ASSERT_TRUE(syncWait());
+  EXPECT_EQ(serviceContent("Alex Morgan/Documents/Notes.md"), "new");
+  EXPECT_EQ(serviceContent("Alex Morgan/Documents/Quarterly Report.pdf"), "");
+  service().clearFaults();
+}
+
 TEST_F(MountSemantics, AFileOpenThroughTheOnlineActionKeepsWhatIsWrittenAfter) {
   const auto notes = drive("Alex Morgan/Documents/Notes.md");
   const int handle = ::open(at(notes).c_str(), O_RDWR);
