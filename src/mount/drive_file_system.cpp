@@ -421,7 +421,10 @@ void DriveFileSystem::setxattr(FuseReply& reply, fuse_ino_t ino, const std::stri
   if (name != kActionXattr) {
     return reply.error(std::string_view(name).starts_with(kXattrPrefix) ? EACCES : ENOTSUP);
   }
-  performNamedAction(replica_, existing(ino).key, value);
+  // Keeping a large folder offline downloads all of it: the program may stop waiting.
+  awaitUnlessInterrupted(reply, [this, key = existing(ino).key, value] {
+    performNamedAction(replica_, key, value);
+  });
   reply.error(0);
 }
 

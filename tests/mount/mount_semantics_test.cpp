@@ -226,6 +226,14 @@ TEST_F(MountSemantics, AProgramMayGiveUpWaitingForTheService) {
   // The download went on, and the next open takes its result.
   EXPECT_EQ(drive::test_support::readText(notes),
             "# Notes\n\n- call the printer\n- book the venue\n");
+
+  // An action as well: keeping a file offline downloads it.
+  const auto report = drive("Alex Morgan/Documents/Quarterly Report.pdf");
+  service().injectFault("*/content", slow, 1, "GET");
+  EXPECT_EQ(sh("timeout -s INT 0.5 python3 -c 'import os; os.setxattr(\"" + at(report) +
+               "\", \"user.pralodrive.action\", b\"offline\")'"),
+            124);
+  EXPECT_EQ(xattr(report, "user.pralodrive.state"), "cloud only");
 }
 
 TEST_F(MountSemantics, ANameTheServiceChangedIsNoLongerFoundUnderTheOldOne) {
