@@ -318,7 +318,7 @@ std::future<void> DriveFileSystem::startListing(replica::ItemKey key,
                                                 std::shared_ptr<DirectorySnapshot> snapshot) {
   auto started = std::make_shared<std::promise<void>>();
   auto future = started->get_future();
-  listers_.post([this, key, snapshot, started] {
+  auto list = [this, key, snapshot, started] {
     bool told = false;
     const auto tell = [&](std::exception_ptr failure) {
       if (std::exchange(told, true)) return;
@@ -340,7 +340,13 @@ std::future<void> DriveFileSystem::startListing(replica::ItemKey key,
     }
     snapshot->finish();
     tell(nullptr);
-  });
+  };
+  // Only a first listing waits for the service; a folder listed before is read right here.
+  if (replica_.isListed(key)) {
+    list();
+  } else {
+    listers_.post(std::move(list));
+  }
   return future;
 }
 
@@ -422,9 +428,8 @@ void DriveFileSystem::setxattr(FuseReply& reply, fuse_ino_t ino, const std::stri
     return reply.error(std::string_view(name).starts_with(kXattrPrefix) ? EACCES : ENOTSUP);
   }
   // Keeping a large folder offline downloads all of it: the program may stop waiting.
-  awaitUnlessInterrupted(reply, [this, key = existing(ino).key, value] {
-    performNamedAction(replica_, key, value);
-  });
+  awaitUnlessInterrupted(
+      reply, [this, key = existing(ino).key, value] { performNamedAction(replica_, key, value); });
   reply.error(0);
 }
 
