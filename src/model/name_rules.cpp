@@ -2,36 +2,18 @@
 
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
-#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
 #include <algorithm>
 
+#include "platform/white_space.h"
+
 namespace drive {
 namespace {
-
-// Z* categories, tab through carriage return, and NEL.
-bool isWhiteSpaceOrNewline(UChar32 c) {
-  if ((c >= 0x09 && c <= 0x0D) || c == 0x85) return true;
-  const auto type = u_charType(c);
-  return type == U_SPACE_SEPARATOR || type == U_LINE_SEPARATOR || type == U_PARAGRAPH_SEPARATOR;
-}
 
 // Most names are plain ASCII; ICU's conversions would cost more than the whole rule.
 bool isASCII(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x80; });
-}
-
-// The white-space-and-newline set within ASCII.
-bool isASCIIWhiteSpace(unsigned char c) {
-  return (c >= 0x09 && c <= 0x0D) || c == ' ';
-}
-
-std::string trimmedASCII(const std::string& name) {
-  const auto first = std::find_if_not(name.begin(), name.end(), isASCIIWhiteSpace);
-  const auto last =
-      std::find_if_not(name.rbegin(), std::make_reverse_iterator(first), isASCIIWhiteSpace);
-  return std::string(first, last.base());
 }
 
 std::string lowercasedASCII(std::string name) {
@@ -55,21 +37,7 @@ std::string replaced(std::string text, char from, char to) {
 }  // namespace
 
 std::string trimmedName(const std::string& name) {
-  if (isASCII(name)) return trimmedASCII(name);
-  const auto text = icu::UnicodeString::fromUTF8(name);
-  int32_t start = 0;
-  int32_t end = text.length();
-  while (start < end && isWhiteSpaceOrNewline(text.char32At(start))) {
-    start = text.moveIndex32(start, 1);
-  }
-  while (end > start) {
-    const int32_t previous = text.moveIndex32(end, -1);
-    if (!isWhiteSpaceOrNewline(text.char32At(previous))) break;
-    end = previous;
-  }
-  // Untouched bytes when nothing is trimmed, so invalid UTF-8 is never rewritten silently.
-  if (start == 0 && end == text.length()) return name;
-  return toUTF8(text.tempSubStringBetween(start, end));
+  return fp::trimmingWhiteSpaceAndNewlines(name);
 }
 
 std::string lowercasedName(const std::string& name) {

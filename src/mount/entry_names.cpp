@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "platform/utf8.h"
+#include "platform/white_space.h"
 
 namespace drive::mount {
 
@@ -13,6 +14,8 @@ constexpr std::size_t kNameMax = 255;
 int nameError(std::string_view name, bool newEntry) {
   if (name.size() > kNameMax) return ENAMETOOLONG;
   if (newEntry && !fp::isValidUTF8(name)) return EILSEQ;
+  // The provider trims names it shows: " a" and "a " would both show, and resolve, as "a".
+  if (newEntry && fp::trimmingWhiteSpaceAndNewlines(std::string(name)) != name) return EINVAL;
   return 0;
 }
 

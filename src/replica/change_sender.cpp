@@ -296,17 +296,26 @@ void SyncEngine::keepAsSibling(ItemKey key, const std::string& name, bool queueC
 void SyncEngine::undoFromService(ItemKey key, const std::string& reason) {
   std::string identifier = identifierOf(key);
   auto reply = calls::itemForIdentifier(extension_, identifier);
+  std::vector<RemoteEvent> events;
   Lock lock(mutex_);
   SqlTransaction transaction(store_.connection());
   store_.setRemoved(key, false);
   if (!reply.error) {
-    const auto parent = store_.keyOf(reply.item->parentItemIdentifier());
-    const auto current = *store_.item(key);
-    const auto outcome = store_.report(*reply.item, parent.value_or(current.parent));
+    const auto parent =
+        store_.keyOf(reply.item->parentItemIdentifier()).value_or(store_.item(key)->parent);
+    const auto outcome = store_.report(*reply.item, parent);
     if (outcome.copyDropped) contents_.drop(key);
+    // The name or place taken back must reach observers as a remote change would, or the
+    // refused one would go on resolving.
+    if (outcome.changed) {
+      events.push_back(
+          {RemoteEvent::Kind::changed, outcome.oldParent, parent, key, outcome.contentsChanged});
+    }
   }
   store_.setLocalState(key, LocalState::refused, reason);
   transaction.commit();
+  lock.unlock();
+  notify(events);
 }
 
 void SyncEngine::recreateLocally(ItemKey key) {

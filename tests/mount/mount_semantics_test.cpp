@@ -236,17 +236,18 @@ TEST_F(MountSemantics, AProgramMayGiveUpWaitingForTheService) {
   EXPECT_EQ(xattr(report, "user.pralodrive.state"), "cloud only");
 }
 
-TEST_F(MountSemantics, ANameTheServiceChangedIsNoLongerFoundUnderTheOldOne) {
-  const auto spaced = drive("Alex Morgan/Documents/ lead.txt");
-  drive::test_support::writeText(spaced, "lead");
-  struct stat status {};
-  ASSERT_EQ(::stat(at(spaced).c_str(), &status), 0);
+TEST_F(MountSemantics, ARenameTheServiceRefusedIsNoLongerFoundUnderTheNewName) {
+  // The service takes names case-blind: it refuses this one, and the file gets its name back.
+  const auto documents = drive("Alex Morgan/Documents");
+  const auto clash = documents / "quarterly report.PDF";
+  ASSERT_EQ(::rename(at(documents / "Notes.md").c_str(), at(clash).c_str()), 0);
   ASSERT_TRUE(syncWait());
+  struct stat status {};
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (::stat(at(spaced).c_str(), &status) == 0 && std::chrono::steady_clock::now() < deadline)
+  while (::stat(at(clash).c_str(), &status) == 0 && std::chrono::steady_clock::now() < deadline)
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  EXPECT_EQ(failure(::stat(at(spaced).c_str(), &status)), ENOENT);
-  EXPECT_EQ(drive::test_support::readText(drive("Alex Morgan/Documents/lead.txt")), "lead");
+  EXPECT_EQ(failure(::stat(at(clash).c_str(), &status)), ENOENT);
+  EXPECT_EQ(drive::test_support::readText(documents / "Notes.md").substr(0, 7), "# Notes");
 }
 
 TEST_F(MountSemantics, NamesAndDatesFollowLinux) {
@@ -266,6 +267,12 @@ TEST_F(MountSemantics, NamesAndDatesFollowLinux) {
   EXPECT_EQ(failure(::open(at(documents / "bad\xff").c_str(), O_CREAT | O_WRONLY, 0644)), EILSEQ);
   EXPECT_EQ(failure(::rename(at(documents / "Notes.md").c_str(), at(documents / "\xfe").c_str())),
             EILSEQ);
+  // The drive shows names trimmed: " Notes.md" would show as, and hide, "Notes.md".
+  EXPECT_EQ(failure(::open(at(documents / " Notes.md").c_str(), O_CREAT | O_WRONLY, 0644)), EINVAL);
+  EXPECT_EQ(failure(::mkdir(at(documents / "Drafts\u3000").c_str(), 0755)), EINVAL);
+  EXPECT_EQ(
+      failure(::rename(at(documents / "Notes.md").c_str(), at(documents / "Notes.md\n").c_str())),
+      EINVAL);
 
   // Far dates come back as set; a write afterwards dates the file anew, as on any disk.
   const auto notes = documents / "Notes.md";
@@ -394,6 +401,15 @@ TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
       ENOTSUP);
   EXPECT_EQ(failure(static_cast<int>(::getxattr(at(notes).c_str(), "user.other", nullptr, 0))),
             ENODATA);
+  // What a copy brings from elsewhere neither stops it nor changes what the item shows.
+  std::string output;
+  EXPECT_EQ(sh("cd 'Alex Morgan/Documents' && python3 -c 'import shutil; "
+               "shutil.copy2(\"Notes.md\", \"Notes copy.md\")'",
+               &output),
+            0)
+      << output;
+  EXPECT_NE(xattr(notes.parent_path() / "Notes copy.md", "user.pralodrive.id"),
+            xattr(notes, "user.pralodrive.id"));
   const std::string offline = "offline";
   const auto photos = drive("Alex Morgan/Photos");
   ASSERT_EQ(
@@ -412,7 +428,6 @@ TEST_F(MountSemantics, ExtendedAttributesShowTheItemAndPerformActions) {
                                offline.size(), 0)),
             EBUSY);
   service().clearFaults();
-  std::string output;
   EXPECT_EQ(sh("df -k . | tail -1", &output), 0);
   EXPECT_NE(output.find("pralodrive"), std::string::npos) << output;
 }
