@@ -425,7 +425,9 @@ void DriveFileSystem::listxattr(FuseReply& reply, fuse_ino_t, size_t size) {
 void DriveFileSystem::setxattr(FuseReply& reply, fuse_ino_t ino, const std::string& name,
                                const std::string& value) {
   if (name != kActionXattr) {
-    return reply.error(std::string_view(name).starts_with(kXattrPrefix) ? EACCES : ENOTSUP);
+    // A copy brings these along from the file it was made of, out of the drive and back in:
+    // shown from the item, they stay as they are, and the copy goes on.
+    return reply.error(std::string_view(name).starts_with(kXattrPrefix) ? 0 : ENOTSUP);
   }
   // Keeping a large folder offline downloads all of it: the program may stop waiting.
   awaitUnlessInterrupted(
