@@ -44,31 +44,37 @@ int openOrThrow(const std::filesystem::path& path, int flags) {
 void DriveFileSystem::openHandle(fuse_file_info* fi, const replica::ItemInfo& opened, int flags,
                                  const std::function<bool()>& abandoned) {
   const bool writable = (flags & O_ACCMODE) != O_RDONLY;
+  auto file = std::make_shared<OpenFile>();
+  OpenFile& handle = *file;
+  handle.key = opened.key;
+  handle.writable = writable;
+  // A new file has been written since its creation.
+  handle.dirty = (flags & O_CREAT) != 0;
+  // A handle that never opens must not hold the upload back.
+  fp::ScopeExit unwritten([&] {
+    if (handle.dirty) replica_.endWriting(opened.key);
+  });
   // Held before it is fetched, so that nothing drops the copy between its fetch and its open.
   replica_.holdCopy(opened.key);
   fp::ScopeExit unheld([&] { replica_.releaseCopy(opened.key); });
   // Nothing of what O_TRUNC empties is read: it is not downloaded first.
   const bool emptying = writable && (flags & O_TRUNC);
-  const auto path = emptying   ? replica_.emptiedCopy(opened.key)
+  const auto path = emptying   ? replica_.copyToEmpty(opened.key)
                     : writable ? replica_.writableCopy(opened.key, abandoned)
                                : replica_.contents(opened.key, abandoned);
-  // Written from here on: a handle that never opens must not hold the upload back.
-  fp::ScopeExit unwritten([&] {
-    if (emptying) replica_.endWriting(opened.key);
-  });
-  auto file = std::make_shared<OpenFile>();
-  file->key = opened.key;
-  file->writable = writable;
-  file->fd = openOrThrow(path, writable ? O_RDWR : O_RDONLY);
+  handle.fd = openOrThrow(path, writable ? O_RDWR : O_RDONLY);
   // The download may have brought a newer version than the one the kernel was shown.
-  file->info = replica_.item(opened.key).value_or(opened);
-  // A new file has been written since its creation; an emptied one is from here on.
-  if ((flags & O_CREAT) || emptying) file->dirty = true;
-  fi->keep_cache = files_.keepCache(file->key, file->info.contentVersion) ? 1 : 0;
+  handle.info = replica_.item(opened.key).value_or(opened);
+  // Emptied only once counted as written: a failure before leaves the copy as it was.
+  if (emptying) {
+    markWritten(handle);
+    if (::ftruncate(handle.fd, 0) != 0) throw std::system_error(errno, std::generic_category());
+  }
+  fi->keep_cache = files_.keepCache(handle.key, handle.info.contentVersion) ? 1 : 0;
   // What a write-only handle writes is not read through it: copying it into the kernel's page
   // cache on the way to the local copy only doubles the memory a large copy in fills.
-  file->uncached = (fi->flags & O_ACCMODE) == O_WRONLY;
-  fi->direct_io = file->uncached ? 1 : 0;
+  handle.uncached = (fi->flags & O_ACCMODE) == O_WRONLY;
+  fi->direct_io = handle.uncached ? 1 : 0;
   fi->fh = files_.add(std::move(file));
   unheld.release();
   unwritten.release();
@@ -137,7 +143,13 @@ void DriveFileSystem::markWritten(OpenFile& file) {
     throw ReplicaError(ReplicaError::Kind::stale,
                        file.info.filename + " changed on the service while it was open.");
   }
-  if (!file.dirty.exchange(true)) replica_.beginWriting(file.key);
+  if (file.dirty.exchange(true)) return;
+  try {
+    replica_.beginWriting(file.key);
+  } catch (...) {
+    file.dirty = false;  // not counted: nothing to end
+    throw;
+  }
 }
 
 // A file saved over another stays known to the kernel by the new file's inode too, until the
@@ -194,12 +206,10 @@ void DriveFileSystem::truncate(const replica::ItemInfo& info, off_t size, fuse_f
   }
   // Emptied, the old contents are not needed: nothing is downloaded.
   const bool emptying = size == 0;
-  const auto path = emptying ? replica_.emptiedCopy(info.key) : replica_.writableCopy(info.key);
-  if (!emptying) replica_.beginWriting(info.key);
+  const auto path = emptying ? replica_.copyToEmpty(info.key) : replica_.writableCopy(info.key);
+  replica_.beginWriting(info.key);
   const fp::ScopeExit ended([&] { replica_.endWriting(info.key); });
-  if (!emptying && ::truncate(path.c_str(), size) != 0) {
-    throw std::system_error(errno, std::generic_category());
-  }
+  if (::truncate(path.c_str(), size) != 0) throw std::system_error(errno, std::generic_category());
   replica_.contentsChanged(info.key);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
-// The one place that picks the libfuse API level: 3.5's low-level interface.
-#define FUSE_USE_VERSION 35
+// The one place that picks the libfuse API level: 3.12's low-level interface, whose loop
+// configuration sets a limit of threads.
+#define FUSE_USE_VERSION 312
 #include <fuse_lowlevel.h>

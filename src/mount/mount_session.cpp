@@ -13,6 +13,8 @@
 namespace drive::mount {
 namespace {
 
+constexpr unsigned kMaxRequestThreads = 128;
+
 std::string mountOptions(const MountOptions& options) {
   std::string text = "fsname=pralodrive,subtype=pralodrive,default_permissions";
   if (options.allowOther) text += ",allow_other";
@@ -64,10 +66,14 @@ void MountSession::run(bool handleSignals) {
     mountLog().error("cannot handle signals; Ctrl-C will not unmount cleanly");
     handleSignals = false;
   }
-  fuse_loop_config config{};
-  config.clone_fd = 0;
-  config.max_idle_threads = 10;
-  fuse_session_loop_mt(session_, &config);
+  // Requests wait for the service (downloads, first listings): with libfuse's default of ten
+  // threads, ten of them would leave none to read the next request, an interrupt among them.
+  const std::unique_ptr<fuse_loop_config, decltype(&fuse_loop_cfg_destroy)> config(
+      fuse_loop_cfg_create(), &fuse_loop_cfg_destroy);
+  fuse_loop_cfg_set_clone_fd(config.get(), 0);
+  fuse_loop_cfg_set_idle_threads(config.get(), 10);
+  fuse_loop_cfg_set_max_threads(config.get(), kMaxRequestThreads);
+  fuse_session_loop_mt(session_, config.get());
   if (handleSignals) fuse_remove_signal_handlers(session_);
   unmount();
 }

@@ -84,13 +84,6 @@ void ContentStore::ensure(ItemKey key) {
   }
 }
 
-void ContentStore::empty(ItemKey key) {
-  ensure(key);
-  std::error_code error;
-  std::filesystem::resize_file(pathOf(key), 0, error);
-  if (error) failWith("Cannot empty the local copy " + pathOf(key).string(), error);
-}
-
 void ContentStore::drop(ItemKey key) {
   std::error_code error;
   std::filesystem::remove(pathOf(key), error);

@@ -22,8 +22,6 @@ class ContentStore {
   void transfer(ItemKey from, ItemKey to);
   // An empty copy, unless there is one already.
   void ensure(ItemKey key);
-  // An empty copy, whatever there was.
-  void empty(ItemKey key);
   void drop(ItemKey key);
   std::int64_t sizeOf(ItemKey key) const;
   bool has(ItemKey key) const;

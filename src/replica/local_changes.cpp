@@ -185,27 +185,16 @@ ItemInfo SyncEngine::replace(ItemKey source, ItemKey target) {
   return replaced;
 }
 
-void SyncEngine::beginWriting(ItemKey key) {
-  Lock lock(mutex_);
-  countWriter(key);
-}
-
-std::filesystem::path SyncEngine::emptiedCopy(ItemKey key) {
+std::filesystem::path SyncEngine::copyToEmpty(ItemKey key) {
   Lock lock(mutex_);
   const auto info = existing(key);
   if (info.isFolder) throw ReplicaError(ReplicaError::Kind::isFolder, "This is a folder.");
-  contents_.empty(key);
-  try {
-    countWriter(key);
-  } catch (...) {
-    // The old contents are gone here: fetched again, rather than read as an empty file.
-    if (!info.locallyModified) contents_.drop(key);
-    throw;
-  }
+  contents_.ensure(key);
   return contents_.pathOf(key);
 }
 
-void SyncEngine::countWriter(ItemKey key) {
+void SyncEngine::beginWriting(ItemKey key) {
+  Lock lock(mutex_);
   if (const auto writing = writers_.find(key); writing != writers_.end()) {
     ++writing->second;
     return;

@@ -57,8 +57,8 @@ std::filesystem::path Replica::contents(ItemKey key, const std::function<bool()>
 std::filesystem::path Replica::writableCopy(ItemKey key, const std::function<bool()>& abandoned) {
   return engine_->writableCopy(key, abandoned);
 }
-std::filesystem::path Replica::emptiedCopy(ItemKey key) {
-  return engine_->emptiedCopy(key);
+std::filesystem::path Replica::copyToEmpty(ItemKey key) {
+  return engine_->copyToEmpty(key);
 }
 void Replica::contentsChanged(ItemKey key) {
   engine_->contentsChanged(key);

@@ -69,9 +69,10 @@ class Replica {
   // A copy the caller may write and truncate (fetched first when the item has contents on
   // the service). Call contentsChanged after writing.
   std::filesystem::path writableCopy(ItemKey key, const std::function<bool()>& abandoned = {});
-  // An empty copy to write, as after O_TRUNC: nothing is fetched, since nothing of the old
-  // contents stays. It is being written from now on, as after beginWriting.
-  std::filesystem::path emptiedCopy(ItemKey key);
+  // The copy a caller is about to empty and write (O_TRUNC): nothing is fetched, since nothing
+  // of the old contents stays; an item without a copy gets an empty one. Empty it only after
+  // beginWriting, so that a failure before leaves the copy as it was.
+  std::filesystem::path copyToEmpty(ItemKey key);
   // Queues the writable copy's contents for upload; never waits for the network.
   void contentsChanged(ItemKey key);
 

@@ -69,6 +69,8 @@ void SyncEngine::stop() {
   }
   wake_.notify_all();
   if (worker_.joinable()) worker_.join();
+  // Downloads a caller gave up on still end in the store: not after another host took over.
+  fetchRunner_.waitIdle();
   hostLock_.reset();
 }
 

@@ -82,7 +82,7 @@ class SyncEngine {
   void setReadOnlyHere(ItemKey key, bool readOnly);
   void remove(ItemKey key);
   void beginWriting(ItemKey key);
-  std::filesystem::path emptiedCopy(ItemKey key);
+  std::filesystem::path copyToEmpty(ItemKey key);
   void endWriting(ItemKey key);
   void holdCopy(ItemKey key);
   void releaseCopy(ItemKey key);
@@ -133,7 +133,6 @@ class SyncEngine {
 
   // Helpers (local_changes.cpp); the caller holds mutex_ and a transaction.
   void markContentsChanged(ItemKey key) REQUIRES(mutex_);
-  void countWriter(ItemKey key) REQUIRES(mutex_);
   void markRemoved(ItemKey key) REQUIRES(mutex_);
   // A local-only item (and what is local-only below it) moved where things sync.
   void joinSync(ItemKey key) REQUIRES(mutex_);
