@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <sstream>
 
@@ -63,8 +64,17 @@ template <class Value>
 CLI::Option* addItemOption(CLI::App* command, const std::string& name, Value& value,
                            const std::string& description) {
   return command->add_option(name, value, description + ", or its path in a mounted drive")
-      ->transform([](const std::string& given) { return identifierAtPath(given).value_or(given); },
-                  "", "");
+      ->transform(
+          [](const std::string& given) {
+            if (const auto identifier = identifierAtPath(given)) return *identifier;
+            // A file elsewhere would only reach the provider as an identifier it does not know.
+            std::error_code error;
+            if (given.find('/') != std::string::npos && std::filesystem::exists(given, error)) {
+              throw CLI::ValidationError(given + " is not an item of a mounted drive");
+            }
+            return given;
+          },
+          "", "");
 }
 
 // A command whose one argument is the identifier handed to the request.

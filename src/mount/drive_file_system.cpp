@@ -345,7 +345,7 @@ std::future<void> DriveFileSystem::startListing(replica::ItemKey key,
   if (replica_.isListed(key)) {
     list();
   } else {
-    listers_.post(std::move(list));
+    patientWork_.post(std::move(list));
   }
   return future;
 }

@@ -106,9 +106,10 @@ class DriveFileSystem {
   OpenFiles files_;
   AccessTimes accessed_;
   std::shared_ptr<InvalidationQueue> invalidations_;
-  // Folders listed off the request threads, so that a request may be given up. Last, so that
-  // it ends the listings while what they use is still there.
-  fp::TaskRunner listers_;
+  // What waits for the service on a request's behalf (first listings, the lookups behind them,
+  // actions), off the request threads, so that a program may give up waiting. Last, so that it
+  // ends that work while what it uses is still there.
+  fp::TaskRunner patientWork_;
 };
 
 // `result` once it is ready; throws ReplicaError(interrupted) when the program gives up first.
@@ -128,7 +129,7 @@ auto DriveFileSystem::awaitUnlessInterrupted(const FuseReply& reply, Work work)
     -> decltype(work()) {
   auto task = std::make_shared<std::packaged_task<decltype(work())()>>(std::move(work));
   auto result = task->get_future();
-  listers_.post([task] { (*task)(); });
+  patientWork_.post([task] { (*task)(); });
   return waitUnlessInterrupted(reply, std::move(result)).get();
 }
 

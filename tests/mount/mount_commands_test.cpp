@@ -53,6 +53,9 @@ TEST_F(MountCommands, CommandsTakePathsWhereTheyTakeIdentifiersAndActionsShortNa
   EXPECT_THAT(output, HasSubstr("\"filename\":\"Beach.jpg\""));
   ASSERT_EQ(pralodrive({"list", photos}, &output), 0) << output;
   EXPECT_THAT(output, HasSubstr("Beach.jpg"));
+  drive::test_support::writeText(local("elsewhere.txt"), "x");
+  EXPECT_EQ(pralodrive({"fetch", local("elsewhere.txt").string()}, &output), 2);
+  EXPECT_THAT(output, HasSubstr("is not an item of a mounted drive"));
 }
 
 }  // namespace

@@ -207,7 +207,7 @@ TEST_F(MountSemantics, AProgramMayGiveUpWaitingForTheService) {
     return nlohmann::json::parse(output).value("foldersListed", -1);
   };
   const int before = listed();
-  const auto slow = reference::Fault::delayed(std::chrono::seconds(2));
+  const auto slow = reference::Fault::delayed(std::chrono::seconds(3));
   // Ctrl-C reaches the program while its call waits: it ends then, not when the service
   // answers; a name looked up, a folder read and a file opened alike.
   service().injectFault("*/children", slow, 2, "GET");
@@ -226,6 +226,7 @@ TEST_F(MountSemantics, AProgramMayGiveUpWaitingForTheService) {
   // The download went on, and the next open takes its result.
   EXPECT_EQ(drive::test_support::readText(notes),
             "# Notes\n\n- call the printer\n- book the venue\n");
+  EXPECT_EQ(requestCount("GET", "*/content"), 1);
 
   // An action as well: keeping a file offline downloads it.
   const auto report = drive("Alex Morgan/Documents/Quarterly Report.pdf");
