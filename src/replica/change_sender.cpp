@@ -203,18 +203,19 @@ void SyncEngine::settleChange(const PendingChange& change, const fp::ItemPtr& re
   }
   store_.setIdentifier(key, reported->itemIdentifier());
   store_.report(*reported, info.parent);
+  // Changed again since the upload was staged, or being written now: the copy stays ahead.
+  // Asked before the rename below is queued, which changes no contents.
+  const bool ahead = (store_.hasPending(key) || writers_.contains(key)) && info.locallyModified;
   // The service names a new item uniquely against its trash too, so a file deleted and made
   // again comes back as "name 2": the name given here stands, and follows as a rename.
   if (change.kind == ChangeKind::create && reported->filename() != info.filename) {
     store_.setPlace(key, info.parent, info.filename);
     store_.enqueue(key, ChangeKind::modify, fp::ItemField::filename);
   }
-  // Changed again since the upload was staged, or being written now: the copy stays ahead.
   const bool more = store_.hasPending(key) || writers_.contains(key);
   // A copy given up to a conflicted sibling is fetched again on the next read.
   if (!info.isFolder && contents_.has(key)) {
     const auto size = contents_.sizeOf(key);
-    const bool ahead = more && info.locallyModified;
     store_.setCopy(key, true, size);
     store_.setLocallyModified(key, ahead, reported->itemVersion().contentVersion);
     if (ahead) store_.setSize(key, size);
