@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
@@ -13,6 +12,7 @@
 #include "mount/invalidation_queue.h"
 #include "mount/kernel_names.h"
 #include "mount/open_files.h"
+#include "platform/patient_wait.h"
 #include "platform/task_runner.h"
 #include "replica/replica.h"
 
@@ -115,11 +115,9 @@ class DriveFileSystem {
 // `result` once it is ready; throws ReplicaError(interrupted) when the program gives up first.
 template <class T>
 std::future<T> waitUnlessInterrupted(const FuseReply& reply, std::future<T> result) {
-  while (result.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready) {
-    if (reply.interrupted()) {
-      throw replica::ReplicaError(replica::ReplicaError::Kind::interrupted,
-                                  "Interrupted; the service's answer is taken when it comes.");
-    }
+  if (!fp::waitUnlessAbandoned(result, [&reply] { return reply.interrupted(); })) {
+    throw replica::ReplicaError(replica::ReplicaError::Kind::interrupted,
+                                "Interrupted; the service's answer is taken when it comes.");
   }
   return result;
 }

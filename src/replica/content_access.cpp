@@ -1,4 +1,5 @@
 #include "platform/blocking_calls.h"
+#include "platform/patient_wait.h"
 #include "platform/scope_exit.h"
 #include "replica/sync_engine.h"
 #include "replica/transfer_progress.h"
@@ -20,13 +21,9 @@ ReplicaError providerError(const fp::PlatformError& error) {
 
 std::filesystem::path await(const std::shared_future<std::filesystem::path>& fetch,
                             const std::function<bool()>& abandoned) {
-  if (abandoned) {
-    while (fetch.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready) {
-      if (abandoned()) {
-        throw ReplicaError(ReplicaError::Kind::interrupted,
-                           "Interrupted; the download goes on without waiting.");
-      }
-    }
+  if (!fp::waitUnlessAbandoned(fetch, abandoned)) {
+    throw ReplicaError(ReplicaError::Kind::interrupted,
+                       "Interrupted; the download goes on without waiting.");
   }
   return fetch.get();
 }
